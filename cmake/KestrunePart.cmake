@@ -1,0 +1,26 @@
+# kestrune_part(NAME [LIBS...]): an object library of every .cpp in the calling folder,
+# with the library's common usage requirements plus the given libraries.
+function(kestrune_part name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  if(NOT sources)  # a part still being written
+    add_library(${name} INTERFACE)
+    return()
+  endif()
+  add_library(${name} OBJECT ${sources})
+  target_link_libraries(${name} PUBLIC kestrune_common ${ARGN})
+endfunction()
+
+# kestrune_test_suite(NAME LIBS...): one GoogleTest program of every .cpp in the calling
+# folder, registered test by test with CTest.
+function(kestrune_test_suite name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE ${ARGN} GTest::gtest GTest::gtest_main)
+  target_compile_definitions(${name} PRIVATE
+    KESTRUNE_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data"
+    KESTRUNE_SAMPLE_DIR="${PROJECT_SOURCE_DIR}/data")
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+endfunction()

@@ -1,0 +1,84 @@
+#include "kestrune/TZMainQueue.h"
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+
+namespace {
+
+struct MainQueueState {
+  std::mutex mutex;
+  std::condition_variable posted;
+  std::deque<TZMainQueue::Task> tasks;
+  TZMainQueue::Dispatcher dispatcher;
+};
+
+// Never destroyed: worker threads may still post while the process exits.
+MainQueueState& state() {
+  static auto* instance = new MainQueueState;
+  return *instance;
+}
+
+bool runOne() {
+  TZMainQueue::Task task;
+  {
+    std::lock_guard<std::mutex> guard(state().mutex);
+    if (state().tasks.empty()) return false;
+    task = std::move(state().tasks.front());
+    state().tasks.pop_front();
+  }
+  task();
+  return true;
+}
+
+}  // namespace
+
+void TZMainQueue::post(Task task) {
+  Dispatcher dispatcher;
+  {
+    std::lock_guard<std::mutex> guard(state().mutex);
+    if (!state().dispatcher) {
+      state().tasks.push_back(std::move(task));
+      state().posted.notify_all();
+      return;
+    }
+    dispatcher = state().dispatcher;
+  }
+  dispatcher(std::move(task));
+}
+
+size_t TZMainQueue::runPending() {
+  size_t count = 0;
+  while (runOne()) ++count;
+  return count;
+}
+
+bool TZMainQueue::runUntil(const std::function<bool()>& predicate,
+                           std::chrono::milliseconds timeout) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  for (;;) {
+    runPending();
+    if (predicate()) return true;
+    std::unique_lock<std::mutex> lock(state().mutex);
+    if (state().tasks.empty() &&
+        !state().posted.wait_until(lock, deadline, [] { return !state().tasks.empty(); })) {
+      lock.unlock();
+      return predicate();
+    }
+  }
+}
+
+void TZMainQueue::setDispatcher(Dispatcher dispatcher) {
+  std::deque<Task> waiting;
+  {
+    std::lock_guard<std::mutex> guard(state().mutex);
+    state().dispatcher = dispatcher;
+    if (dispatcher) waiting.swap(state().tasks);
+  }
+  for (auto& task : waiting) dispatcher(std::move(task));
+}
+
+size_t TZMainQueue::pendingCount() {
+  std::lock_guard<std::mutex> guard(state().mutex);
+  return state().tasks.size();
+}

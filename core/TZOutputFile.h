@@ -1,0 +1,27 @@
+// The output file of a file job: shared between the caller's thread, which starts the job,
+// and the worker, which appends each result, so every access is locked.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+class TZOutputFile {
+ public:
+  TZOutputFile() = default;
+  ~TZOutputFile() { close(); }
+  TZOutputFile(const TZOutputFile&) = delete;
+  TZOutputFile& operator=(const TZOutputFile&) = delete;
+
+  // Removes whatever is at path, creates an empty file there and opens it for writing.
+  // A path that cannot be written leaves the file closed; later appends then do nothing.
+  void restart(const std::string& path);
+  // Writes bytes at the end of the file; nothing when it is closed.
+  void append(const uint8_t* data, size_t size);
+  void close();
+
+ private:
+  std::mutex mutex_;
+  std::FILE* file_ = nullptr;
+};

@@ -1,0 +1,28 @@
+// The locked first-in, first-out hand-over queue between a codec object's callers and its
+// worker thread. Despite the name, pop always takes the element pushed earliest.
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <mutex>
+
+#include "kestrune/TZTypes.h"
+
+class TZThreadSafeStack {
+ public:
+  TZThreadSafeStack() = default;
+  TZThreadSafeStack(const TZThreadSafeStack&) = delete;
+  TZThreadSafeStack& operator=(const TZThreadSafeStack&) = delete;
+
+  // Keeps the very buffer given (shared ownership, no copy). A null element is ignored.
+  void push(std::shared_ptr<TZBytes> element);
+  // A copy of the oldest element as it stands now, removed from the queue; null at once
+  // when the queue is empty (it never waits).
+  std::shared_ptr<const TZBytes> pop();
+  void clear();
+  bool isEmpty();
+
+ private:
+  std::recursive_mutex lock_;
+  std::deque<std::shared_ptr<TZBytes>> _stack;
+};

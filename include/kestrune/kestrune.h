@@ -1,0 +1,9 @@
+// Umbrella header of the Kestrune library.
+#pragma once
+
+#include "kestrune/TZAudioUnitInfo.h"
+#include "kestrune/TZLogManager.h"
+#include "kestrune/TZMainQueue.h"
+#include "kestrune/TZPlatform.h"
+#include "kestrune/TZThreadSafeStack.h"
+#include "kestrune/TZTypes.h"
