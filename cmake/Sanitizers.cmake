@@ -1,3 +1,9 @@
+# Fuzz builds instrument every object for coverage, with ASan and UBSan.
+if(KESTRUNE_BUILD_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
 # One sanitizer configuration for the whole build, so that the library, the tests and the
 # tool are instrumented alike.
 if(KESTRUNE_SANITIZE STREQUAL "address")
