@@ -5,4 +5,6 @@ const double KestruneVersionNumber = 1.0;
 const unsigned char KestruneVersionString[] = "@(#)PROGRAM:Kestrune  PROJECT:Kestrune-1\n";
 }
 
-std::string TZAudioUnitInfo::sdkVersion() { return "1.1.0"; }
+std::string TZAudioUnitInfo::sdkVersion() {
+  return "1.1.0";
+}

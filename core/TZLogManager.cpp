@@ -99,7 +99,9 @@ void TZLogManager::setLog(bool enable, bool IsMore, int64_t Level) {
   log_level.store(Level, std::memory_order_relaxed);
 }
 
-void TZLogManager::saveLogAsFile(bool save) { log_save.store(save, std::memory_order_relaxed); }
+void TZLogManager::saveLogAsFile(bool save) {
+  log_save.store(save, std::memory_order_relaxed);
+}
 
 void TZLogManager::logWithTimestamp(bool timestamp) {
   log_timestamp.store(timestamp, std::memory_order_relaxed);

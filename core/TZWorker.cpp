@@ -1,6 +1,8 @@
 #include "core/TZWorker.h"
 
-TZWorker::~TZWorker() { wakeAndJoin(); }
+TZWorker::~TZWorker() {
+  wakeAndJoin();
+}
 
 void TZWorker::start(std::function<void()> body) {
   thread_ = std::thread([this, body = std::move(body)] {

@@ -1,8 +1,8 @@
 #include "tools/demo.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <thread>
 

@@ -93,4 +93,6 @@ std::optional<int> parseInt(const std::string& text) {
   return value;
 }
 
-bool showProgress() { return isatty(STDERR_FILENO) != 0; }
+bool showProgress() {
+  return isatty(STDERR_FILENO) != 0;
+}

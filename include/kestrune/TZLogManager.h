@@ -18,8 +18,8 @@ class TZLogManager {
   static void logWithTimestamp(bool timestamp);
 
   // The main entry: a printf-style format and its arguments. A null format logs "(null)".
-  static void logLevel(int64_t level, const char* funcName, int32_t line, const char* format,
-                       ...) __attribute__((format(printf, 4, 5)));
+  static void logLevel(int64_t level, const char* funcName, int32_t line, const char* format, ...)
+      __attribute__((format(printf, 4, 5)));
   // Logs content as the format, with no arguments, at the given level.
   static void logLevel(int64_t level, const std::string& content);
   // Logs content as the format at the current threshold level, so it always passes it.

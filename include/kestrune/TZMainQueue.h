@@ -22,8 +22,7 @@ class TZMainQueue {
 
   // Runs tasks as they arrive until predicate() holds or the timeout passes. Returns the
   // final value of predicate().
-  static bool runUntil(const std::function<bool()>& predicate,
-                       std::chrono::milliseconds timeout);
+  static bool runUntil(const std::function<bool()>& predicate, std::chrono::milliseconds timeout);
 
   // Installs a dispatcher that receives every later task (tasks already waiting are handed
   // to it at once, in order); an empty dispatcher returns to queueing. The dispatcher must

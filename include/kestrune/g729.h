@@ -1,0 +1,7 @@
+// Public C interface of the fixed-point speech codec: operators, frame packing and the
+// encoder routines.
+#pragma once
+
+#include "kestrune/g729_basic_op.h"
+#include "kestrune/g729_bits.h"
+#include "kestrune/g729_types.h"
