@@ -70,7 +70,8 @@ TEST(ThreadSafeStack, SeveralProducersOneConsumerLoseNothingAndKeepEachProducers
   std::vector<int> nextFromProducer(kProducers, 0);
   int received = 0;
   while (received < kProducers * kPerProducer) {
-    if (stack.isEmpty() && producersDone.load() == kProducers) break;
+    // Read the producers' count first: once all are done, an empty stack stays empty.
+    if (producersDone.load() == kProducers && stack.isEmpty()) break;
     auto element = stack.pop();
     if (!element) continue;
     ASSERT_EQ(element->size(), 3u);
