@@ -22,5 +22,8 @@ function(kestrune_test_suite name)
   target_compile_definitions(${name} PRIVATE
     KESTRUNE_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data"
     KESTRUNE_SAMPLE_DIR="${PROJECT_SOURCE_DIR}/data")
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+  # Whatever a test does not redirect itself lands in the build tree, never in the user's
+  # own Documents folder.
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300
+    ENVIRONMENT KESTRUNE_DOCUMENTS_DIR=${CMAKE_BINARY_DIR}/test-documents)
 endfunction()
