@@ -11,6 +11,8 @@ bool TZFileExists(const std::string& path) {
 }
 
 std::optional<TZBytes> TZReadWholeFile(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error)) return std::nullopt;
   std::ifstream in(path, std::ios::binary);
   if (!in) return std::nullopt;
   TZBytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());

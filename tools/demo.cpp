@@ -34,7 +34,7 @@ std::string sampleDirectory() {
 }  // namespace
 
 bool demoCore(const DemoContext& context) {
-  std::cout << "  Kestrune " << TZAudioUnitInfo::sdkVersion() << " (" << KestruneVersionString;
+  std::cout << "  Kestrune " << TZAudioUnitInfo::sdkVersion() << ", " << KestruneVersionString;
   TZLogManager::sdkVersion();
   TZLogManager::logSomething("demo output goes to " + context.outputDir);
 

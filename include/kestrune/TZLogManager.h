@@ -42,7 +42,7 @@ class TZLogManager {
   // entries below Documents, every earlier "TZ_LOG-" capture file is removed first.
   static void openLogTextFile();
 
-  // Every file and folder below a directory, as paths relative to it; empty for a null
+  // Every file and folder below a directory, as paths relative to it; nothing for a null
   // argument or a directory that cannot be listed.
   static std::optional<std::vector<std::string>> subPaths(const std::string* directory);
 
