@@ -4,4 +4,5 @@
 
 #include "kestrune/g729_basic_op.h"
 #include "kestrune/g729_bits.h"
+#include "kestrune/g729_coder.h"
 #include "kestrune/g729_types.h"

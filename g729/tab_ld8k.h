@@ -1,0 +1,46 @@
+// Every constant table of the speech codec, under its G.729 name. Defined in tab_ld8k.cpp.
+// Tables are exported with C linkage, as the codec's other data is.
+#pragma once
+
+#include "kestrune/g729_bits.h"  // bitsno, bitsno2
+#include "kestrune/g729_types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// Pow2: 2^(i/32) in Q14 for i = 0..32 (the last entry is 32767 rather than 32768).
+extern const Word16 tabpow[33];
+// Log2: log2(1 + i/32) in Q15 for i = 0..32.
+extern const Word16 tablog[33];
+// Inv_sqrt: 1/sqrt(j/16) in Q15 for j = 16..64 (the entry for 1.0 is 32767).
+extern const Word16 tabsqr[49];
+
+// LP analysis: asymmetric analysis window (Q15) and lag window of the autocorrelations (Q14).
+extern const Word16 hamwindow[240];
+extern const Word16 lag_windowf[13];
+
+// LSP/LSF conversions: cos(pi * i / 64) in Q15 with the slopes of acos (Q12) for Lsp_lsf and
+// Lsf_lsp, and the same points with the slopes of cos (Q19) and acos (Q12) for the Q13 pair.
+extern const Word16 table[65];
+extern const Word16 slope[64];
+extern const Word16 table2[64];
+extern const Word16 slope_cos[64];
+extern const Word16 slope_acos[64];
+// Az_lsp search grid: cos(pi * i / 60) in Q15.
+extern const Word16 grid[61];
+
+// LSP quantizer: first and second stage codebooks (Q13), the two MA predictors (Q15), their
+// complements 1 - sum(fg) (Q15) and its inverse (Q12), and the predictor memory's reset value.
+extern const Word16 lspcb1[128][10];
+extern const Word16 lspcb2[32][10];
+extern const Word16 fg[2][4][10];
+extern const Word16 fg_sum[2][10];
+extern const Word16 fg_sum_inv[2][10];
+extern const Word16 freq_prev_reset[10];
+// LSPs assumed before the first frame, Q15.
+extern const Word16 lsp_old_tab[10];
+
+#ifdef __cplusplus
+}
+#endif
