@@ -26,7 +26,8 @@ const Word16 tabsqr[49] = {32767, 31790, 30894, 30070, 29309, 28602, 27945, 2733
 
 }  // extern "C"
 
-// LP analysis, LSP conversion and LSP quantizer tables.
+// LP analysis, LSP conversion and LSP quantizer tables, laid out as in the standard.
+// clang-format off
 extern "C" {
 
 // Asymmetric LP analysis window (Hamming half and cosine quarter), Q15.
@@ -322,3 +323,4 @@ const Word16 lsp_old_tab[10] = {30000, 26000, 21000, 15000, 8000,
                                 0,     -8000, -15000, -21000, -26000};
 
 }  // extern "C"
+// clang-format on

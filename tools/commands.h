@@ -1,6 +1,8 @@
 // The subcommands of the kestrune tool. Each returns the process exit status.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,3 +15,13 @@ struct ToolCommand {
 };
 
 int runDemo(const ToolArgs& args);
+int runOpusEncode(const ToolArgs& args);
+int runOpusDecode(const ToolArgs& args);
+int runSpeexDecode(const ToolArgs& args);
+
+// Decodes a framed Speex file through TZSpeexDecoder's file job and writes every frame its
+// delegate received to output. The number of frames, or nothing after printing why.
+std::optional<size_t> speexDecodeToFile(const std::string& input, const std::string& output);
+
+// Opus packets as records with the 8-byte header (4-byte big-endian length, 4 zero bytes).
+std::vector<uint8_t> opusRecordsOf(const std::vector<std::vector<uint8_t>>& packets);

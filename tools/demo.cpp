@@ -23,6 +23,8 @@ struct DemoStep {
 
 const DemoStep kSteps[] = {
     {"core services", demoCore},
+    {"Opus encode and decode", demoOpus},
+    {"Speex wideband decode", demoSpeex},
 };
 
 std::string sampleDirectory() {

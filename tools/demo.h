@@ -10,3 +10,5 @@ struct DemoContext {
 
 // Each step prints what it did on stdout and returns false when something failed.
 bool demoCore(const DemoContext& context);
+bool demoOpus(const DemoContext& context);
+bool demoSpeex(const DemoContext& context);

@@ -11,6 +11,10 @@ namespace {
 
 const ToolCommand kCommands[] = {
     {"demo", "[DIR]", runDemo},
+    {"opus-encode", "IN OUT [--rate N] [--channels N] [--frame-ms N] [--framed]", runOpusEncode},
+    {"opus-decode", "IN OUT [--rate N] [--channels N] [--frame-ms N] [--no-header --data-size N]",
+     runOpusDecode},
+    {"speex-decode", "IN OUT", runSpeexDecode},
 };
 
 int usage() {

@@ -53,11 +53,11 @@ typedef struct CoderState {
   Word16 freq_prev[4][10];  // last four quantizer output vectors of the LSP MA predictor, Q13
   Word32 L_exc_err[4];      // taming: excitation error estimates of the last subframes, Q14
 
-  Word16 rc[10];      // reflection coefficients, Q15
-  Word16 A_t[22];     // unquantized LP filters of the two subframes
-  Word16 Aq_t[22];    // quantized LP filters of the two subframes
-  Word16 Ap1[11];     // A(z/gamma1) of the current subframe
-  Word16 Ap2[11];     // A(z/gamma2) of the current subframe
+  Word16 rc[10];    // reflection coefficients, Q15
+  Word16 A_t[22];   // unquantized LP filters of the two subframes
+  Word16 Aq_t[22];  // quantized LP filters of the two subframes
+  Word16 Ap1[11];   // A(z/gamma1) of the current subframe
+  Word16 Ap2[11];   // A(z/gamma2) of the current subframe
   Word16 lsp_new[10];
   Word16 lsp_new_q[10];
   Word16 lsf_int[10];
@@ -138,9 +138,9 @@ void Lsp_select_2(const Word16 rbuf[], const Word16 lspcb1[], const Word16 wegt[
 void Lsp_get_tdist(const Word16 wegt[], const Word16 buf[], Word32* L_tdist, const Word16 rbuf[],
                    const Word16 fg_sum[]);
 void Lsp_last_select(const Word32 L_tdist[], Word16* mode_index);
-void Lsp_get_quant(const Word16 lspcb1[][10], const Word16 lspcb2[][10], Word16 code0,
-                   Word16 code1, Word16 code2, const Word16 fg[][10], Word16 freq_prev[][10],
-                   Word16 lspq[], const Word16 fg_sum[]);
+void Lsp_get_quant(const Word16 lspcb1[][10], const Word16 lspcb2[][10], Word16 code0, Word16 code1,
+                   Word16 code2, const Word16 fg[][10], Word16 freq_prev[][10], Word16 lspq[],
+                   const Word16 fg_sum[]);
 void Lsp_expand_1(Word16 buf[], Word16 gap);
 void Lsp_expand_2(Word16 buf[], Word16 gap);
 void Lsp_expand_1_2(Word16 buf[], Word16 gap);

@@ -1,0 +1,176 @@
+// LP filter to LSPs: the roots of the sum and difference polynomials F1(z), F2(z), found on a
+// 60-interval cosine grid by sign changes of their Chebyshev series, refined by four
+// bisections and a linear interpolation.
+#include "g729/basic_op_inline.h"
+#include "g729/ld8k_lp.h"
+#include "g729/oper_32b_inline.h"
+#include "g729/tab_ld8k.h"
+#include "kestrune/g729_coder.h"
+
+using namespace g729ops;
+
+namespace {
+
+// Coefficients of F1(z) / (1 + 1/z) and F2(z) / (1 - 1/z), Q11. Returns false when a step
+// saturated, in which case the caller redoes them in Q10.
+bool sum_and_difference_q11(const Word16* a, Word16* f1, Word16* f2) {
+  bool overflowed = false;
+  f1[0] = 2048;
+  f2[0] = 2048;
+  for (int i = 0; i < NC; ++i) {
+    Overflow = 0;
+    Word32 t0 = L_mult(a[i + 1], 16384);  // (a[i+1] + a[M-i]) / 2, Q12 to Q11
+    t0 = L_mac(t0, a[M - i], 16384);
+    Word16 x = extract_h(t0);
+    if (Overflow) overflowed = true;
+
+    Overflow = 0;
+    f1[i + 1] = sub(x, f1[i]);
+    if (Overflow) overflowed = true;
+
+    Overflow = 0;
+    t0 = L_mult(a[i + 1], 16384);  // (a[i+1] - a[M-i]) / 2
+    t0 = L_msu(t0, a[M - i], 16384);
+    x = extract_h(t0);
+    if (Overflow) overflowed = true;
+
+    Overflow = 0;
+    f2[i + 1] = add(x, f2[i]);
+    if (Overflow) overflowed = true;
+  }
+  return !overflowed;
+}
+
+void sum_and_difference_q10(const Word16* a, Word16* f1, Word16* f2) {
+  f1[0] = 1024;
+  f2[0] = 1024;
+  for (int i = 0; i < NC; ++i) {
+    Word32 t0 = L_mult(a[i + 1], 8192);
+    t0 = L_mac(t0, a[M - i], 8192);
+    f1[i + 1] = sub(extract_h(t0), f1[i]);
+
+    t0 = L_mult(a[i + 1], 8192);
+    t0 = L_msu(t0, a[M - i], 8192);
+    f2[i + 1] = add(extract_h(t0), f2[i]);
+  }
+}
+
+// Chebyshev evaluation in double precision; `q` is the Q format of the coefficients (11 or
+// 10), the recursion runs in Q(q + 13) and the result is Q14.
+Word16 chebyshev(Word16 x, const Word16 f[], Word16 n, int q) {
+  const Word16 one_hi = static_cast<Word16>(1 << (q - 3));  // 1.0 in the recursion's format
+  Word16 b2_h = one_hi;
+  Word16 b2_l = 0;
+
+  Word32 t0 = L_mult(x, static_cast<Word16>(1 << (q - 2)));  // 2x
+  t0 = L_mac(t0, f[1], 4096);                                // + f[1]
+  Word16 b1_h, b1_l;
+  L_Extract(t0, &b1_h, &b1_l);
+
+  Word16 i = 2;
+  for (; i < n; ++i) {
+    t0 = Mpy_32_16(b1_h, b1_l, x);  // 2x * b1
+    t0 = L_shl(t0, 1);
+    t0 = L_mac(t0, b2_h, static_cast<Word16>(-32768));  // - b2
+    t0 = L_msu(t0, b2_l, 1);
+    t0 = L_mac(t0, f[i], 4096);  // + f[i]
+    Word16 b0_h, b0_l;
+    L_Extract(t0, &b0_h, &b0_l);
+    b2_l = b1_l;
+    b2_h = b1_h;
+    b1_l = b0_l;
+    b1_h = b0_h;
+  }
+
+  t0 = Mpy_32_16(b1_h, b1_l, x);  // x * b1
+  t0 = L_mac(t0, b2_h, static_cast<Word16>(-32768));
+  t0 = L_msu(t0, b2_l, 1);
+  t0 = L_mac(t0, f[i], 2048);                          // + f[n] / 2
+  t0 = L_shl(t0, static_cast<Word16>(30 - (q + 13)));  // to Q30, saturating
+  return extract_h(t0);
+}
+
+}  // namespace
+
+extern "C" {
+
+Word16 Chebps_11(Word16 x, const Word16 f[], Word16 n) {
+  return chebyshev(x, f, n, 11);
+}
+
+Word16 Chebps_10(Word16 x, const Word16 f[], Word16 n) {
+  return chebyshev(x, f, n, 10);
+}
+
+void Az_lsp(CoderState* state) {
+  const Word16* a = state->A_t + MP1;
+  Word16* lsp = state->lsp_new;
+  Word16* f1 = state->az_f1;
+  Word16* f2 = state->az_f2;
+
+  Word16 (*chebps)(Word16, const Word16[], Word16) = Chebps_11;
+  if (!sum_and_difference_q11(a, f1, f2)) {
+    chebps = Chebps_10;
+    sum_and_difference_q10(a, f1, f2);
+  }
+
+  // The roots of F1 and F2 alternate: search them in turn, from cos = 1 downwards.
+  Word16 found = 0;
+  const Word16* coef = f1;
+  Word16 xlow = grid[0];
+  Word16 ylow = chebps(xlow, coef, NC);
+
+  Word16 j = 0;
+  while (found < M && j < GRID_POINTS) {
+    ++j;
+    Word16 xhigh = xlow;
+    Word16 yhigh = ylow;
+    xlow = grid[j];
+    ylow = chebps(xlow, coef, NC);
+    if (L_mult(ylow, yhigh) > 0) continue;
+
+    for (int step = 0; step < 4; ++step) {
+      const Word16 xmid = add(shr(xlow, 1), shr(xhigh, 1));
+      const Word16 ymid = chebps(xmid, coef, NC);
+      if (L_mult(ylow, ymid) <= 0) {
+        yhigh = ymid;
+        xhigh = xmid;
+      } else {
+        ylow = ymid;
+        xlow = xmid;
+      }
+    }
+
+    // xint = xlow - ylow * (xhigh - xlow) / (yhigh - ylow)
+    const Word16 dx = sub(xhigh, xlow);
+    Word16 dy = sub(yhigh, ylow);
+    Word16 xint = xlow;
+    if (dy != 0) {
+      const Word16 sign = dy;
+      dy = abs_s(dy);
+      const Word16 exp = norm_s(dy);
+      dy = shl(dy, exp);
+      dy = div_s(16383, dy);
+      Word32 t0 = L_mult(dx, dy);
+      t0 = L_shr(t0, sub(20, exp));
+      Word16 ratio = extract_l(t0);  // (xhigh - xlow) / (yhigh - ylow), Q11
+      if (sign < 0) ratio = negate(ratio);
+      t0 = L_mult(ylow, ratio);  // Q26
+      t0 = L_shr(t0, 11);        // Q15
+      xint = sub(xlow, extract_l(t0));
+    }
+
+    lsp[found] = xint;
+    xlow = xint;
+    ++found;
+    coef = coef == f1 ? f2 : f1;
+    ylow = chebps(xlow, coef, NC);
+  }
+
+  // Fewer than ten roots: keep the previous frame's LSPs.
+  if (found < M) {
+    for (int i = 0; i < M; ++i) lsp[i] = state->lsp_old[i];
+  }
+}
+
+}  // extern "C"

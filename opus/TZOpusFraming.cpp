@@ -1,0 +1,67 @@
+#include "opus/TZOpusFraming.h"
+
+#include <optional>
+#include <span>
+
+#include "kestrune/TZOpusDecoder.h"
+
+namespace {
+
+// Where the rest of the buffer lies after one record, as an offset and length relative to
+// the uncut bytes. It follows TZOpusDecoder::data: an empty or null rest is length 0.
+struct Rest {
+  int64_t offset = 0;
+  int64_t length = 0;
+};
+
+Rest restOf(int64_t available, int64_t offset, int64_t length) {
+  if (offset < 0 || length < 1 || offset >= available) return {};
+  return {offset, std::min(length, available - offset)};
+}
+
+}  // namespace
+
+void TZOpusCutRecords(TZBytes& buffer, const TZOpusFormat& format,
+                      const std::function<void(TZBytes&& packet)>& onPacket) {
+  // The uncut bytes are the window [begin, begin + size) of buffer; the buffer itself is
+  // trimmed once at the end instead of being copied after every record.
+  size_t begin = 0;
+  size_t size = buffer.size();
+  for (;;) {
+    const int32_t dataSize = format.dataSize();
+    // dataSize is sign-extended and compared unsigned: a negative one never cuts.
+    if (size < static_cast<uint64_t>(static_cast<int64_t>(dataSize))) break;
+    const std::span<const uint8_t> uncut(buffer.data() + begin, size);
+    const auto available = static_cast<int64_t>(size);
+
+    std::optional<TZBytes> packet;
+    Rest rest;
+    if (format.hasDataHeader()) {
+      const auto header = TZOpusDecoder::data(uncut, 0, 4);
+      // The header's 32 bits taken as a signed length: the top bit makes it negative.
+      const auto length =
+          static_cast<int32_t>(TZOpusDecoder::dataToInt(header ? &*header : nullptr));
+      packet = TZOpusDecoder::data(uncut, kOpusRecordHeaderSize, length);
+      // The rest starts at length + 8 computed in 32 bits (wrapping), so a negative length
+      // puts it before the buffer (nothing left) or, for -8, at its start.
+      const auto restOffset =
+          static_cast<int32_t>(static_cast<uint32_t>(length) + kOpusRecordHeaderSize);
+      rest = restOf(available, restOffset, available - length - kOpusRecordHeaderSize);
+    } else {
+      packet = TZOpusDecoder::data(uncut, 0, dataSize);
+      rest = restOf(available, dataSize, available - dataSize);
+    }
+
+    // A record that consumes nothing (dataSize 0, or a header length of -8) would be cut
+    // again and again: stop instead of looping without end.
+    if (rest.length >= available) break;
+    begin += static_cast<size_t>(rest.offset);
+    size = static_cast<size_t>(rest.length);
+    // A packet that lies wholly past the buffered bytes is nothing: no packet to hand on.
+    if (packet) onPacket(std::move(*packet));
+  }
+  if (begin != 0 || size != buffer.size()) {
+    buffer.erase(buffer.begin() + static_cast<std::ptrdiff_t>(begin + size), buffer.end());
+    buffer.erase(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(begin));
+  }
+}

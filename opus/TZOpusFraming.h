@@ -1,0 +1,18 @@
+// Cutting of the decoder's buffered input into Opus packets (record framing of
+// TZOpusFormat).
+#pragma once
+
+#include <functional>
+
+#include "kestrune/TZOpusFormat.h"
+#include "kestrune/TZTypes.h"
+
+// The length of a record's data header: 4-byte big-endian length, 4 reserved bytes.
+inline constexpr int32_t kOpusRecordHeaderSize = 8;
+
+// Cuts records off the front of buffer while it holds at least the format's dataSize bytes,
+// reading the format afresh for every record, and hands each packet to onPacket in stream
+// order. The buffer keeps only what was not cut. A record still incomplete when cut is cut
+// short: its packet is what has arrived, and its missing tail will start the next record.
+void TZOpusCutRecords(TZBytes& buffer, const TZOpusFormat& format,
+                      const std::function<void(TZBytes&& packet)>& onPacket);

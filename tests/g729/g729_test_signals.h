@@ -1,0 +1,80 @@
+// Signals and floating-point references shared by the LP and LSP tests.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "g729/tab_ld8k.h"
+#include "kestrune/g729_coder.h"
+
+namespace g729test {
+
+// The bundled 8 kHz speech, as 16-bit samples.
+inline std::vector<Word16> loadSpeech8k() {
+  std::ifstream in(std::string(KESTRUNE_SAMPLE_DIR) + "/speech-8k.pcm", std::ios::binary);
+  const std::vector<char> bytes((std::istreambuf_iterator<char>(in)), {});
+  std::vector<Word16> samples(bytes.size() / 2);
+  std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
+  return samples;
+}
+
+// Number of 240-sample analysis windows, one every 80 samples.
+inline int windowCount(const std::vector<Word16>& speech) {
+  return static_cast<int>((speech.size() - 240) / 80) + 1;
+}
+
+inline std::array<Word16, 240> sineWindow(double amplitude, double hz) {
+  std::array<Word16, 240> x{};
+  for (int i = 0; i < 240; ++i) {
+    x[i] = static_cast<Word16>(std::lround(amplitude * std::sin(2 * M_PI * hz * i / 8000.0)));
+  }
+  return x;
+}
+
+// Double-precision LP analysis of the same integer windowed samples, with the same lag
+// window: filter a[0..10] (a[0] = 1) and reflection coefficients.
+struct ReferenceLp {
+  double a[11];
+  double rc[10];
+};
+
+inline ReferenceLp referenceLp(const Word16* x) {
+  double w[240], r[11];
+  for (int i = 0; i < 240; ++i) w[i] = (hamwindow[i] * x[i] + 16384) >> 15;
+  for (int k = 0; k <= 10; ++k) {
+    r[k] = 0;
+    for (int i = 0; i + k < 240; ++i) r[k] += w[i] * w[i + k];
+    r[k] *= lag_windowf[k] / 16384.0;
+  }
+  ReferenceLp out{};
+  out.a[0] = 1;
+  double err = r[0];
+  for (int i = 1; i <= 10; ++i) {
+    double s = r[i];
+    for (int j = 1; j < i; ++j) s += out.a[j] * r[i - j];
+    const double k = -s / err;
+    double previous[11];
+    std::memcpy(previous, out.a, sizeof previous);
+    for (int j = 1; j < i; ++j) out.a[j] = previous[j] + k * previous[i - j];
+    out.a[i] = k;
+    out.rc[i - 1] = k;
+    err *= 1 - k * k;
+  }
+  return out;
+}
+
+// LP analysis of one window through a fresh state; returns the state.
+inline void analyse(CoderState& state, const Word16* window) {
+  std::memcpy(state.p_window, window, 240 * sizeof(Word16));
+  Forwad_linearPrediction(&state);
+}
+
+}  // namespace g729test

@@ -1,0 +1,112 @@
+// kestrune speex-decode: the device's framed Speex wideband stream to 16 kHz PCM through
+// TZSpeexDecoder's file job.
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include "kestrune/TZLogManager.h"
+#include "kestrune/TZMainQueue.h"
+#include "kestrune/TZPlatform.h"
+#include "kestrune/TZSpeexDecoder.h"
+#include "tools/commands.h"
+#include "tools/tool_io.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kUsageStatus = 2;
+
+struct SpeexPcmCollector : TZSpeexDelegate {
+  void speexDecoder(TZSpeexDecoder&, const TZBytes* Data, const TZError*) override {
+    if (Data != nullptr) pcm.insert(pcm.end(), Data->begin(), Data->end());
+    ++frames;
+  }
+  TZBytes pcm;
+  size_t frames = 0;
+};
+
+// Why the input cannot be decoded, or nothing when it can be opened for reading.
+std::optional<std::string> inputProblem(const std::string& input) {
+  std::error_code error;
+  if (!fs::exists(input, error)) return input + ": no such file";
+  if (fs::is_directory(input, error)) return input + ": is a directory";
+  if (!std::ifstream(input, std::ios::binary)) return input + ": cannot be read: " + std::strerror(errno);
+  return std::nullopt;
+}
+
+int failAndRemove(const std::string& output, const std::string& message) {
+  std::error_code ignored;
+  fs::remove(output, ignored);
+  return toolFail(message);
+}
+
+}  // namespace
+
+std::optional<size_t> speexDecodeToFile(const std::string& input, const std::string& output) {
+  if (const auto problem = inputProblem(input)) {
+    toolFail(*problem);
+    return std::nullopt;
+  }
+  const auto collector = std::make_shared<SpeexPcmCollector>();
+  auto decoder = TZSpeexDecoder::initWithDelegate(collector);
+  if (!decoder) {
+    toolFail("speex-decode: libspeex cannot create a wideband decoder");
+    return std::nullopt;
+  }
+  std::optional<TZError> failure;
+  decoder->speexConvertToPcm(input, &output, [&](const std::string*, const TZError* error) {
+    if (error != nullptr) failure = *error;
+  });
+  // The job's completion is not waited for: it never comes when the input holds no
+  // complete block, nor when the worker decodes every frame before the job's file flag goes
+  // up. The worker going idle ends every job; its deliveries then wait on the main queue.
+  while (!decoder->waitUntilIdle(std::chrono::milliseconds(200))) {
+    TZMainQueue::runPending();
+    if (showProgress()) std::cerr << "\rdecoding: " << collector->frames << " frames" << std::flush;
+  }
+  TZMainQueue::runPending();
+  if (showProgress()) std::cerr << "\rdecoding: " << collector->frames << " frames\n";
+  decoder.reset();  // closes the job's file before it is replaced below
+
+  if (failure) {
+    failAndRemove(output, input + ": " + failure->domain);
+    return std::nullopt;
+  }
+  if (collector->frames == 0) {
+    failAndRemove(output, input + ": no complete Speex block (AA EA BD AC, length, 5 frames)");
+    return std::nullopt;
+  }
+  // The job's file may lack the first frames (those decoded before its file flag went up);
+  // the delegate saw them all, in order.
+  if (!writeOutputFile(output, collector->pcm)) return std::nullopt;
+  return collector->frames;
+}
+
+int runSpeexDecode(const ToolArgs& args) {
+  if (args.size() != 2 || args[0].starts_with("--") || args[1].starts_with("--")) {
+    toolFail("speex-decode: takes an input and an output file: speex-decode IN OUT");
+    return kUsageStatus;
+  }
+  const std::string& input = args[0];
+  const std::string& output = args[1];
+  if (const auto problem = inputProblem(input)) return toolFail(*problem);
+  std::error_code error;
+  if (fs::equivalent(input, output, error)) return toolFail(output + ": is the input file");
+  if (!writeOutputFile(output, {})) return 1;
+  // The library's own files go beside the output; only warnings and errors are logged.
+  TZPlatform::setDocumentsDirectory(fs::absolute(output).parent_path().string());
+  TZLogManager::saveLogAsFile(false);
+  TZLogManager::setLog(true, false, 3);
+
+  const auto frames = speexDecodeToFile(input, output);
+  if (!frames) return 1;
+  std::cout << "speex-decode: " << *frames << " frames, " << *frames * 640 << " bytes of PCM -> "
+            << output << "\n";
+  return 0;
+}
