@@ -2,8 +2,8 @@
 // and the worker, which appends each result, so every access is locked.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <mutex>
 #include <string>
 
@@ -17,11 +17,12 @@ class TZOutputFile {
   // Removes whatever is at path, creates an empty file there and opens it for writing.
   // A path that cannot be written leaves the file closed; later appends then do nothing.
   void restart(const std::string& path);
-  // Writes bytes at the end of the file; nothing when it is closed.
+  // Writes bytes at the end of the file; nothing when it is closed. Each append reaches the
+  // file at once, so a reader woken by the job's completion sees every byte.
   void append(const uint8_t* data, size_t size);
   void close();
 
  private:
   std::mutex mutex_;
-  std::FILE* file_ = nullptr;
+  int fd_ = -1;
 };
