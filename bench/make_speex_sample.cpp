@@ -28,7 +28,8 @@ int main(int argc, char** argv) {
   TZSpeexFramedEncoder encoder;
   const TZBytes stream = TZSpeexFramedEncoder::frameBlocks(encoder.encodeFrames(samples));
   std::ofstream out(argv[2], std::ios::binary);
-  out.write(reinterpret_cast<const char*>(stream.data()), static_cast<std::streamsize>(stream.size()));
+  out.write(reinterpret_cast<const char*>(stream.data()),
+            static_cast<std::streamsize>(stream.size()));
   out.close();
   if (!out) {
     std::cerr << argv[2] << ": cannot be written\n";

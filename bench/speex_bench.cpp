@@ -35,8 +35,7 @@ const LongStream& longStream() {
     TZSpeexFramedEncoder encoder;
     const auto speech = encoder.encodeFrames(samples);
     std::vector<TZBytes> frames;
-    while (frames.size() < kStreamFrames)
-      frames.push_back(speech[frames.size() % speech.size()]);
+    while (frames.size() < kStreamFrames) frames.push_back(speech[frames.size() % speech.size()]);
     LongStream result;
     result.bytes = TZSpeexFramedEncoder::frameBlocks(frames);
     result.frames = frames.size();
@@ -69,7 +68,8 @@ void decodeThroughLibrary(const LongStream& stream, Delivery delivery) {
   auto decoder = TZSpeexDecoder::initWithDelegate(counter);
   decoder->speexInputData(stream.bytes);
   if (delivery == Delivery::EachFrame)
-    TZMainQueue::runUntil([&] { return counter->frames == stream.frames; }, std::chrono::minutes(1));
+    TZMainQueue::runUntil([&] { return counter->frames == stream.frames; },
+                          std::chrono::minutes(1));
   decoder->waitUntilIdle(std::chrono::minutes(1));
   TZMainQueue::runPending();
   decoder->speexOnRelease();
@@ -89,7 +89,8 @@ void decodeInPlainLoop(const LongStream& stream) {
   bits.buf_size = 400;
   const TZBytes& data = stream.bytes;
   for (size_t at = 0; at + kTZSpeexBlockHeaderSize <= data.size();) {
-    const size_t length = TZSpeexFrameLength(static_cast<uint16_t>(data[at + 4] | data[at + 5] << 8));
+    const size_t length =
+        TZSpeexFrameLength(static_cast<uint16_t>(data[at + 4] | data[at + 5] << 8));
     at += kTZSpeexBlockHeaderSize;
     for (size_t i = 0; i < kTZSpeexFramesPerBlock; ++i, at += length) {
       speex_bits_rewind(&bits);
@@ -144,7 +145,8 @@ void BM_SpeexLibraryOverPlainLoop(benchmark::State& state) {
   for (auto _ : state) {
     auto start = Clock::now();
     decodeThroughLibrary(stream, delivery);
-    bestLibrary = std::min(bestLibrary, std::chrono::duration<double>(Clock::now() - start).count());
+    bestLibrary =
+        std::min(bestLibrary, std::chrono::duration<double>(Clock::now() - start).count());
     start = Clock::now();
     decodeInPlainLoop(stream);
     bestPlain = std::min(bestPlain, std::chrono::duration<double>(Clock::now() - start).count());

@@ -26,7 +26,8 @@ bool TZSpeexBlockCutter::append(std::span<const uint8_t> bytes, const FrameSink&
     }
     const auto lengthField = static_cast<uint16_t>(data[position + 4] | data[position + 5] << 8);
     const size_t frameLength = TZSpeexFrameLength(lengthField);
-    const size_t blockEnd = position + kTZSpeexBlockHeaderSize + kTZSpeexFramesPerBlock * frameLength;
+    const size_t blockEnd =
+        position + kTZSpeexBlockHeaderSize + kTZSpeexFramesPerBlock * frameLength;
     if (blockEnd > size) break;
     for (size_t i = 0; i < kTZSpeexFramesPerBlock; ++i)
       onFrame({data + position + kTZSpeexBlockHeaderSize + i * frameLength, frameLength});

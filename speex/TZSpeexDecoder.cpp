@@ -58,7 +58,9 @@ struct TZSpeexDecoder::State {
 
 TZSpeexDecoder::TZSpeexDecoder() : _state(std::make_unique<State>()) {}
 
-TZSpeexDecoder::~TZSpeexDecoder() { _state->shutDown(); }
+TZSpeexDecoder::~TZSpeexDecoder() {
+  _state->shutDown();
+}
 
 std::shared_ptr<TZSpeexDecoder> TZSpeexDecoder::initWithDelegate(
     std::weak_ptr<TZSpeexDelegate> delegate) {
@@ -116,8 +118,8 @@ void TZSpeexDecoder::speexConvertToPcm(const std::string& path, const std::strin
     return;
   }
 
-  TZLogManager::logLevel(3, "-[TZSpeexDecoder speexConvertToPcm:outPutFilePath:Result:]", 217,
-                         "%s", kMissingFileText);
+  TZLogManager::logLevel(3, "-[TZSpeexDecoder speexConvertToPcm:outPutFilePath:Result:]", 217, "%s",
+                         kMissingFileText);
   if (const TZCompletion completion = state.takeCompletion()) {
     const TZError error{kMissingFileText, 0, {{"error", kMissingFileText}}};
     completion(nullptr, &error);

@@ -18,7 +18,7 @@ bool demoSpeex(const DemoContext& context) {
   const auto outputBytes = fs::file_size(output, error);
   std::cout << std::fixed << std::setprecision(1) << "  decoded " << inputBytes
             << " bytes of framed Speex (" << *frames / 5 << " blocks of five frames) into "
-            << *frames << " frames, " << outputBytes << " bytes of 16 kHz PCM ("
-            << *frames * 0.02 << " s) -> " << output << "\n";
+            << *frames << " frames, " << outputBytes << " bytes of 16 kHz PCM (" << *frames * 0.02
+            << " s) -> " << output << "\n";
   return !error && outputBytes == *frames * 640;
 }

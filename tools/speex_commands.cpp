@@ -36,7 +36,8 @@ std::optional<std::string> inputProblem(const std::string& input) {
   std::error_code error;
   if (!fs::exists(input, error)) return input + ": no such file";
   if (fs::is_directory(input, error)) return input + ": is a directory";
-  if (!std::ifstream(input, std::ios::binary)) return input + ": cannot be read: " + std::strerror(errno);
+  if (!std::ifstream(input, std::ios::binary))
+    return input + ": cannot be read: " + std::strerror(errno);
   return std::nullopt;
 }
 
@@ -98,7 +99,8 @@ int runSpeexDecode(const ToolArgs& args) {
   if (const auto problem = inputProblem(input)) return toolFail(*problem);
   std::error_code error;
   if (fs::equivalent(input, output, error)) return toolFail(output + ": is the input file");
-  if (!writeOutputFile(output, {})) return 1;
+  if (!std::ofstream(output, std::ios::binary | std::ios::trunc))
+    return toolFail(output + ": cannot be written: " + std::strerror(errno));
   // The library's own files go beside the output; only warnings and errors are logged.
   TZPlatform::setDocumentsDirectory(fs::absolute(output).parent_path().string());
   TZLogManager::saveLogAsFile(false);

@@ -75,7 +75,8 @@ bool writeOutputFile(const std::string& path, const TZBytes& bytes) {
     toolFail(path + ": cannot be written: " + std::strerror(errno));
     return false;
   }
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  const bool written =
+      bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
   const bool closed = std::fclose(file) == 0;
   if (!written || !closed) {
     toolFail(path + ": write error");

@@ -8,5 +8,6 @@
 #include "kestrune/TZOpusEncoder.h"
 #include "kestrune/TZOpusFormat.h"
 #include "kestrune/TZPlatform.h"
+#include "kestrune/TZSpeexDecoder.h"
 #include "kestrune/TZThreadSafeStack.h"
 #include "kestrune/TZTypes.h"

@@ -10,11 +10,14 @@ namespace {
 
 using Frames = std::vector<TZBytes>;
 
-TZBytes bytes(std::initializer_list<int> values) { return TZBytes(values.begin(), values.end()); }
+TZBytes bytes(std::initializer_list<int> values) {
+  return TZBytes(values.begin(), values.end());
+}
 
 Frames patternFrames(size_t length) {
   Frames frames;
-  for (size_t i = 0; i < kTZSpeexFramesPerBlock; ++i) frames.emplace_back(length, uint8_t(0x10 + i));
+  for (size_t i = 0; i < kTZSpeexFramesPerBlock; ++i)
+    frames.emplace_back(length, uint8_t(0x10 + i));
   return frames;
 }
 
@@ -35,7 +38,8 @@ struct Feeder {
   Frames frames;
   TZSpeexBlockCutter cutter;
   bool feed(const TZBytes& piece) {
-    return cutter.append(piece, [this](std::span<const uint8_t> f) { frames.emplace_back(f.begin(), f.end()); });
+    return cutter.append(
+        piece, [this](std::span<const uint8_t> f) { frames.emplace_back(f.begin(), f.end()); });
   }
 };
 
@@ -73,7 +77,8 @@ TEST(SpeexBlocks, GarbageIsSkippedByteByByteAndTailsAreKept) {
   const TZBytes garbage = bytes({0xAA, 0xAA, 0xEA, 0xBD, 0xAA, 0xEA, 0xBD});
   const TZBytes tail = bytes({0xAA, 0xEA, 0xBD, 0xAC, 4});
   Feeder feeder;
-  feeder.feed(concat({garbage, block(4, patternFrames(4)), garbage, block(1, patternFrames(1)), tail}));
+  feeder.feed(
+      concat({garbage, block(4, patternFrames(4)), garbage, block(1, patternFrames(1)), tail}));
   Frames expected = patternFrames(4);
   for (auto& frame : patternFrames(1)) expected.push_back(frame);
   EXPECT_EQ(feeder.frames, expected);
@@ -92,9 +97,9 @@ TEST(SpeexBlocks, IncompleteBlockIsKeptWholeAndExactEndIsTaken) {
 }
 
 TEST(SpeexBlocks, AnySplitGivesTheFramesOfOneCall) {
-  const TZBytes stream = concat({bytes({0xAC, 0xAA, 0xEA}), block(5, patternFrames(5)),
-                                 bytes({0xAA, 0xEA, 0xBD}), block(300, patternFrames(42)),
-                                 block(0, {}), bytes({0xAA, 0xEA})});
+  const TZBytes stream =
+      concat({bytes({0xAC, 0xAA, 0xEA}), block(5, patternFrames(5)), bytes({0xAA, 0xEA, 0xBD}),
+              block(300, patternFrames(42)), block(0, {}), bytes({0xAA, 0xEA})});
   Feeder whole;
   whole.feed(stream);
   for (size_t first = 0; first <= stream.size(); ++first) {

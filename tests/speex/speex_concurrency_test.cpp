@@ -24,8 +24,9 @@ TEST_F(SpeexConcurrency, InputAndReleaseFromOtherThreads) {
   std::atomic<bool> finished{false};
   std::thread feeder([&] {
     for (size_t at = 0; at < stream.size(); at += 7) {
-      decoder->speexInputData({stream.begin() + static_cast<long>(at),
-                               stream.begin() + static_cast<long>(std::min(at + 7, stream.size()))});
+      decoder->speexInputData(
+          {stream.begin() + static_cast<long>(at),
+           stream.begin() + static_cast<long>(std::min(at + 7, stream.size()))});
       fed = at;
     }
     --running;

@@ -146,7 +146,8 @@ TEST_F(SpeexFileJob, BundledSampleIsTheDevicesFraming) {
   ASSERT_EQ(sample.size() % kBlock, 0u);
   std::vector<TZBytes> sampleFrames;
   for (size_t at = 0; at < sample.size(); at += kBlock) {
-    ASSERT_TRUE(std::equal(kTZSpeexBlockMarker.begin(), kTZSpeexBlockMarker.end(), sample.begin() + static_cast<long>(at)));
+    ASSERT_TRUE(std::equal(kTZSpeexBlockMarker.begin(), kTZSpeexBlockMarker.end(),
+                           sample.begin() + static_cast<long>(at)));
     ASSERT_EQ(sample[at + 4], 42);
     ASSERT_EQ(sample[at + 5], 0);
     for (size_t i = 0; i < 5; ++i) {

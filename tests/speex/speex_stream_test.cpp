@@ -102,7 +102,8 @@ TEST_F(SpeexStream, UndecodableFramesStillArriveAsSilence) {
   stream.insert(stream.end(), rest.begin(), rest.end());
   expectDecoded({stream}, frames);
   EXPECT_TRUE(std::all_of(collector->pcm.begin() + 5 * kFrameBytes,
-                          collector->pcm.begin() + 10 * kFrameBytes, [](uint8_t b) { return b == 0; }));
+                          collector->pcm.begin() + 10 * kFrameBytes,
+                          [](uint8_t b) { return b == 0; }));
   const TZBytes log = readFile(path("TZ_Log.txt"));
   EXPECT_NE(std::string(log.begin(), log.end()).find("TZ[WARN]  speex decode error:-"),
             std::string::npos);

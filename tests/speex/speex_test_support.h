@@ -65,7 +65,8 @@ inline TZBytes readFile(const std::string& path) {
 
 inline void writeFile(const std::string& path, const TZBytes& bytes) {
   std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+      .write(reinterpret_cast<const char*>(bytes.data()),
+             static_cast<std::streamsize>(bytes.size()));
 }
 
 // The first frames of the bundled speech, encoded at a constant rate.
