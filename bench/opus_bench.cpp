@@ -22,6 +22,7 @@
 #include "kestrune/TZOpusDecoder.h"
 #include "kestrune/TZOpusEncoder.h"
 #include "kestrune/TZPlatform.h"
+#include "opus/TZOpusFraming.h"
 
 namespace {
 
@@ -103,18 +104,6 @@ void encodeThroughLibrary(const std::string& input, const std::string& output) {
   TZMainQueue::runPending();
 }
 
-// Records with the 8-byte header, the way the decoder's stream arrives.
-TZBytes framedRecords(const std::vector<TZBytes>& packets) {
-  TZBytes records;
-  for (const auto& packet : packets) {
-    const auto n = static_cast<uint32_t>(packet.size());
-    records.insert(records.end(),
-                   {uint8_t(n >> 24), uint8_t(n >> 16), uint8_t(n >> 8), uint8_t(n), 0, 0, 0, 0});
-    records.insert(records.end(), packet.begin(), packet.end());
-  }
-  return records;
-}
-
 void decodeDirectly(const std::string& input, const std::string& output, bool writeThrough) {
   const TZBytes records = readAll(input);
   int error = 0;
@@ -180,7 +169,7 @@ void BM_OpusDecodeFile(benchmark::State& state) {
   const std::string records = scratch("speech.records");
   {
     const TZBytes framed =
-        framedRecords(encodeDirectly(speechPath(), scratch("setup.opus"), false));
+        TZOpusFrameRecords(encodeDirectly(speechPath(), scratch("setup.opus"), false));
     std::ofstream(records, std::ios::binary)
         .write(reinterpret_cast<const char*>(framed.data()),
                static_cast<std::streamsize>(framed.size()));

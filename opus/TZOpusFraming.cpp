@@ -65,3 +65,14 @@ void TZOpusCutRecords(TZBytes& buffer, const TZOpusFormat& format,
     buffer.erase(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(begin));
   }
 }
+
+TZBytes TZOpusFrameRecords(const std::vector<TZBytes>& packets, uint8_t reservedByte) {
+  TZBytes records;
+  for (const auto& packet : packets) {
+    const auto n = static_cast<uint32_t>(packet.size());
+    records.insert(records.end(), {uint8_t(n >> 24), uint8_t(n >> 16), uint8_t(n >> 8), uint8_t(n),
+                                   reservedByte, reservedByte, reservedByte, reservedByte});
+    records.insert(records.end(), packet.begin(), packet.end());
+  }
+  return records;
+}

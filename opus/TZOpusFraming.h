@@ -2,7 +2,9 @@
 // TZOpusFormat).
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <vector>
 
 #include "kestrune/TZOpusFormat.h"
 #include "kestrune/TZTypes.h"
@@ -16,3 +18,7 @@ inline constexpr int32_t kOpusRecordHeaderSize = 8;
 // short: its packet is what has arrived, and its missing tail will start the next record.
 void TZOpusCutRecords(TZBytes& buffer, const TZOpusFormat& format,
                       const std::function<void(TZBytes&& packet)>& onPacket);
+
+// The records of a header-framed stream for packets, in order: each packet preceded by its
+// length (4 bytes, big-endian) and 4 reserved bytes, all set to reservedByte.
+TZBytes TZOpusFrameRecords(const std::vector<TZBytes>& packets, uint8_t reservedByte = 0);

@@ -22,6 +22,3 @@ int runSpeexDecode(const ToolArgs& args);
 // Decodes a framed Speex file through TZSpeexDecoder's file job and writes every frame its
 // delegate received to output. The number of frames, or nothing after printing why.
 std::optional<size_t> speexDecodeToFile(const std::string& input, const std::string& output);
-
-// Opus packets as records with the 8-byte header (4-byte big-endian length, 4 zero bytes).
-std::vector<uint8_t> opusRecordsOf(const std::vector<std::vector<uint8_t>>& packets);

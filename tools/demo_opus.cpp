@@ -10,6 +10,7 @@
 #include "kestrune/TZMainQueue.h"
 #include "kestrune/TZOpusDecoder.h"
 #include "kestrune/TZOpusEncoder.h"
+#include "opus/TZOpusFraming.h"
 #include "tools/commands.h"
 #include "tools/demo.h"
 #include "tools/tool_io.h"
@@ -83,7 +84,7 @@ bool demoOpus(const DemoContext& context) {
                " speech, then 10 ms of silence\n";
 
   // Frame the packets with the 8-byte record header and decode the framed file.
-  const TZBytes records = opusRecordsOf(packets);
+  const TZBytes records = TZOpusFrameRecords(packets);
   if (!writeOutputFile(framedPath, records)) return false;
   auto decoderFormat = TZOpusFormat::defaultFormats();
   decoderFormat->setDataSize(9);  // a header and one byte: every whole record is cut

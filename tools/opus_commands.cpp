@@ -13,6 +13,7 @@
 #include "kestrune/TZOpusDecoder.h"
 #include "kestrune/TZOpusEncoder.h"
 #include "kestrune/TZPlatform.h"
+#include "opus/TZOpusFraming.h"
 #include "tools/commands.h"
 #include "tools/tool_io.h"
 
@@ -104,41 +105,6 @@ std::optional<int> parseOptions(const std::string& command, const ToolArgs& args
                                      std::to_string(options.rate) + " Hz");
   }
   return std::nullopt;
-}
-
-// Checks that OUT is not IN and can be written (leaving it empty), and keeps the library's
-// own files beside it: the codec objects take their default output path from the Documents
-// directory, which is created when missing. The library's log is off: every failure it could
-// log reaches the tool through a delegate or a callback and is reported there, in one line.
-bool prepareOutput(const OpusOptions& options) {
-  std::error_code error;
-  if (fs::equivalent(options.input, options.output, error)) {
-    toolFail(options.output + ": is the input file");
-    return false;
-  }
-  if (!writeOutputFile(options.output, {})) return false;
-  TZPlatform::setDocumentsDirectory(fs::absolute(options.output).parent_path().string());
-  TZLogManager::setLog(false, false, 1);
-  return true;
-}
-
-// Runs the worker's deliveries on this thread until the worker has drained the job. Waiting
-// for idle ends every job, also one that queued nothing or never reports its end.
-template <class Codec>
-void drainJob(Codec& codec, const char* what, const size_t& packets) {
-  while (!codec.waitUntilIdle(std::chrono::milliseconds(200))) {
-    TZMainQueue::runPending();
-    if (showProgress()) std::cerr << "\r" << what << ": " << packets << " packets" << std::flush;
-  }
-  TZMainQueue::runPending();
-  if (showProgress()) std::cerr << "\r" << what << ": " << packets << " packets\n";
-}
-
-// Ends a failed run without leaving a half-written output behind.
-int failAndRemove(const std::string& output, const std::string& message) {
-  std::error_code ignored;
-  fs::remove(output, ignored);
-  return toolFail(message);
 }
 
 bool sizeIs(const std::string& path, uintmax_t expected) {
@@ -243,17 +209,6 @@ std::optional<size_t> countRecords(const OpusOptions& options, const TZBytes& st
 
 }  // namespace
 
-TZBytes opusRecordsOf(const std::vector<TZBytes>& packets) {
-  TZBytes records;
-  for (const auto& packet : packets) {
-    const auto n = static_cast<uint32_t>(packet.size());
-    records.insert(records.end(),
-                   {uint8_t(n >> 24), uint8_t(n >> 16), uint8_t(n >> 8), uint8_t(n), 0, 0, 0, 0});
-    records.insert(records.end(), packet.begin(), packet.end());
-  }
-  return records;
-}
-
 int runOpusEncode(const ToolArgs& args) {
   OpusOptions options;
   if (const auto status = parseOptions("opus-encode", args, true, options)) return *status;
@@ -261,7 +216,7 @@ int runOpusEncode(const ToolArgs& args) {
   if (!pcm) return 1;
   const JobInput jobInput(options.input, *pcm);
   if (jobInput.path().empty()) return 1;
-  if (!prepareOutput(options)) return 1;
+  if (!prepareJobOutput(options.input, options.output)) return 1;
 
   auto encoder = TZOpusEncoder::initFormat(formatOf(options), {});
   if (!encoder) return failAndRemove(options.output, "opus-encode: Opus refuses this format");
@@ -277,7 +232,7 @@ int runOpusEncode(const ToolArgs& args) {
                             if (error != nullptr) failure = *error;
                           });
   if (failure) return failAndRemove(options.output, options.input + ": " + failure->domain);
-  drainJob(*encoder, "encoding", collector->count);
+  drainWorker(*encoder, "encoding", "packets", collector->count);
   encoder.reset();
 
   if (collector->errors > 0)
@@ -291,7 +246,7 @@ int runOpusEncode(const ToolArgs& args) {
   if (!sizeIs(options.output, collector->bytes))
     return failAndRemove(options.output, options.output + ": write error");
   if (options.framed) {
-    if (!writeOutputFile(options.output, opusRecordsOf(collector->packets))) return 1;
+    if (!writeOutputFile(options.output, TZOpusFrameRecords(collector->packets))) return 1;
   }
   std::cout << "opus-encode: " << collector->count << " packets, " << collector->bytes
             << " bytes of Opus" << (options.framed ? " in framed records" : "") << " -> "
@@ -307,7 +262,7 @@ int runOpusDecode(const ToolArgs& args) {
   std::string why;
   const auto records = countRecords(options, *stream, &why);
   if (!records) return toolFail(options.input + ": malformed Opus stream: " + why);
-  if (!prepareOutput(options)) return 1;
+  if (!prepareJobOutput(options.input, options.output)) return 1;
 
   auto format = formatOf(options);
   format->setHasDataHeader(!options.noHeader);
@@ -324,7 +279,7 @@ int runOpusDecode(const ToolArgs& args) {
                             if (error != nullptr) failure = *error;
                           });
   if (failure) return failAndRemove(options.output, options.input + ": " + failure->domain);
-  drainJob(*decoder, "decoding", collector->count);
+  drainWorker(*decoder, "decoding", "packets", collector->count);
   decoder.reset();
 
   if (collector->errors > 0)

@@ -41,12 +41,6 @@ std::optional<std::string> inputProblem(const std::string& input) {
   return std::nullopt;
 }
 
-int failAndRemove(const std::string& output, const std::string& message) {
-  std::error_code ignored;
-  fs::remove(output, ignored);
-  return toolFail(message);
-}
-
 }  // namespace
 
 std::optional<size_t> speexDecodeToFile(const std::string& input, const std::string& output) {
@@ -67,12 +61,7 @@ std::optional<size_t> speexDecodeToFile(const std::string& input, const std::str
   // The job's completion is not waited for: it never comes when the input holds no
   // complete block, nor when the worker decodes every frame before the job's file flag goes
   // up. The worker going idle ends every job; its deliveries then wait on the main queue.
-  while (!decoder->waitUntilIdle(std::chrono::milliseconds(200))) {
-    TZMainQueue::runPending();
-    if (showProgress()) std::cerr << "\rdecoding: " << collector->frames << " frames" << std::flush;
-  }
-  TZMainQueue::runPending();
-  if (showProgress()) std::cerr << "\rdecoding: " << collector->frames << " frames\n";
+  drainWorker(*decoder, "decoding", "frames", collector->frames);
   decoder.reset();  // closes the job's file before it is replaced below
 
   if (failure) {
@@ -97,14 +86,7 @@ int runSpeexDecode(const ToolArgs& args) {
   const std::string& input = args[0];
   const std::string& output = args[1];
   if (const auto problem = inputProblem(input)) return toolFail(*problem);
-  std::error_code error;
-  if (fs::equivalent(input, output, error)) return toolFail(output + ": is the input file");
-  if (!std::ofstream(output, std::ios::binary | std::ios::trunc))
-    return toolFail(output + ": cannot be written: " + std::strerror(errno));
-  // The library's own files go beside the output; only warnings and errors are logged.
-  TZPlatform::setDocumentsDirectory(fs::absolute(output).parent_path().string());
-  TZLogManager::saveLogAsFile(false);
-  TZLogManager::setLog(true, false, 3);
+  if (!prepareJobOutput(input, output)) return 1;
 
   const auto frames = speexDecodeToFile(input, output);
   if (!frames) return 1;

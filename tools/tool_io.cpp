@@ -11,11 +11,31 @@
 #include <iostream>
 #include <iterator>
 
+#include "kestrune/TZLogManager.h"
+#include "kestrune/TZPlatform.h"
 #include "tools/wav.h"
 
 int toolFail(const std::string& message) {
   std::cerr << "kestrune: " << message << "\n";
   return 1;
+}
+
+int failAndRemove(const std::string& output, const std::string& message) {
+  std::error_code ignored;
+  std::filesystem::remove(output, ignored);
+  return toolFail(message);
+}
+
+bool prepareJobOutput(const std::string& input, const std::string& output) {
+  std::error_code error;
+  if (std::filesystem::equivalent(input, output, error)) {
+    toolFail(output + ": is the input file");
+    return false;
+  }
+  if (!writeOutputFile(output, {})) return false;
+  TZPlatform::setDocumentsDirectory(std::filesystem::absolute(output).parent_path().string());
+  TZLogManager::setLog(false, false, 1);
+  return true;
 }
 
 std::optional<TZBytes> readInputFile(const std::string& path) {

@@ -1,14 +1,27 @@
 // Input, output and error reporting shared by the tool's subcommands.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <iostream>
 #include <optional>
 #include <string>
 
+#include "kestrune/TZMainQueue.h"
 #include "kestrune/TZTypes.h"
 
 // Prints "kestrune: <message>" on stderr and returns the failure status 1.
 int toolFail(const std::string& message);
+
+// Ends a failed run without leaving a half-written output behind: removes output, prints
+// the message like toolFail and returns 1.
+int failAndRemove(const std::string& output, const std::string& message);
+
+// Before a codec job: checks that output is not the input and can be written (leaving it
+// empty), keeps the library's own files beside it (the codec objects take their default
+// paths from the Documents directory) and turns the library's log off, since every failure
+// it could log reaches the tool through a delegate or a callback and is reported there.
+bool prepareJobOutput(const std::string& input, const std::string& output);
 
 // Reads a whole file; on failure prints why and returns nothing.
 std::optional<TZBytes> readInputFile(const std::string& path);
@@ -27,3 +40,16 @@ std::optional<int> parseInt(const std::string& text);
 
 // True when standard error is a terminal, so progress lines may be shown.
 bool showProgress();
+
+// Runs a codec object's deliveries on this thread until its worker has drained the job,
+// showing a count on a terminal. Waiting for idle ends every job, also one that queued
+// nothing or never reports its end.
+template <class Codec, class Count>
+void drainWorker(Codec& codec, const char* what, const char* unit, const Count& count) {
+  while (!codec.waitUntilIdle(std::chrono::milliseconds(200))) {
+    TZMainQueue::runPending();
+    if (showProgress()) std::cerr << "\r" << what << ": " << count << " " << unit << std::flush;
+  }
+  TZMainQueue::runPending();
+  if (showProgress()) std::cerr << "\r" << what << ": " << count << " " << unit << "\n";
+}

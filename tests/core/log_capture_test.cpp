@@ -10,7 +10,7 @@
 #include <regex>
 
 #include "kestrune/TZLogManager.h"
-#include "tests/support/temp_documents.h"
+#include "tests/support/test_files.h"
 
 namespace {
 

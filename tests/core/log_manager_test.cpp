@@ -4,7 +4,7 @@
 
 #include "kestrune/TZAudioUnitInfo.h"
 #include "kestrune/TZLogManager.h"
-#include "tests/support/temp_documents.h"
+#include "tests/support/test_files.h"
 
 namespace {
 

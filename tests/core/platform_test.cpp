@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "kestrune/TZPlatform.h"
-#include "tests/support/temp_documents.h"
+#include "tests/support/test_files.h"
 
 namespace {
 

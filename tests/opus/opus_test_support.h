@@ -19,21 +19,12 @@
 #include "kestrune/TZOpusDecoder.h"
 #include "kestrune/TZOpusEncoder.h"
 #include "kestrune/TZPlatform.h"
+#include "opus/TZOpusFraming.h"
+#include "tests/support/test_files.h"
 
 namespace opus_test {
 
 using namespace std::chrono_literals;
-
-inline TZBytes readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return TZBytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-inline void writeFile(const std::string& path, const TZBytes& bytes) {
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()),
-             static_cast<std::streamsize>(bytes.size()));
-}
 
 // The first bytes of the bundled 16 kHz speech.
 inline TZBytes speech(size_t bytes) {
@@ -93,14 +84,7 @@ inline std::vector<TZBytes> directDecode(const std::vector<TZBytes>& packets, in
 
 // Header records: 4-byte big-endian length, 4 reserved bytes, the packet.
 inline TZBytes framed(const std::vector<TZBytes>& packets, uint8_t reserved = 0) {
-  TZBytes stream;
-  for (const auto& packet : packets) {
-    const auto n = static_cast<uint32_t>(packet.size());
-    stream.insert(stream.end(), {uint8_t(n >> 24), uint8_t(n >> 16), uint8_t(n >> 8), uint8_t(n),
-                                 reserved, reserved, reserved, reserved});
-    stream.insert(stream.end(), packet.begin(), packet.end());
-  }
-  return stream;
+  return TZOpusFrameRecords(packets, reserved);
 }
 
 struct EncoderRecorder : TZOpusEncoderDelegate {
@@ -131,27 +115,10 @@ void drain(Codec& codec) {
 // Every test runs with its own empty Documents directory.
 class OpusTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    std::string name = info->name();
-    std::replace(name.begin(), name.end(), '/', '_');  // parameterised tests: "Name/0"
-    documents_ = std::filesystem::temp_directory_path() /
-                 ("kestrune-opus-" + std::to_string(getpid()) + "-" + name);
-    std::filesystem::remove_all(documents_);
-    std::filesystem::create_directories(documents_);
-    TZPlatform::setDocumentsDirectory(documents_.string());
-    TZMainQueue::runPending();
-  }
-  void TearDown() override {
-    TZMainQueue::runPending();
-    TZPlatform::setDocumentsDirectory("");
-    std::filesystem::remove_all(documents_);
-  }
-  std::string path(const std::string& name) const { return (documents_ / name).string(); }
-  std::string logText() const {
-    const TZBytes log = readFile(path("TZ_Log.txt"));
-    return std::string(log.begin(), log.end());
-  }
+  void SetUp() override { TZMainQueue::runPending(); }
+  void TearDown() override { TZMainQueue::runPending(); }
+  std::string path(const std::string& name) const { return documents_.file(name); }
+  std::string logText() const { return readTextFile(path("TZ_Log.txt")); }
   static size_t occurrences(const std::string& text, const std::string& part) {
     size_t count = 0;
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
@@ -159,7 +126,7 @@ class OpusTest : public ::testing::Test {
     return count;
   }
 
-  std::filesystem::path documents_;
+  TempDocuments documents_;
 };
 
 }  // namespace opus_test

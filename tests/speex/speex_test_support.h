@@ -21,6 +21,7 @@
 #include "kestrune/TZPlatform.h"
 #include "kestrune/TZSpeexDecoder.h"
 #include "speex/TZSpeexFramedEncoder.h"
+#include "tests/support/test_files.h"
 
 namespace speex_test {
 
@@ -42,32 +43,11 @@ class FrameCollector : public TZSpeexDelegate {
 // Each test gets its own Documents directory, so log and default output files stay apart.
 class SpeexTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kestrune-speex-XXXXXX");
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    documents = pattern;
-    TZPlatform::setDocumentsDirectory(documents);
-  }
-  void TearDown() override {
-    TZMainQueue::runPending();
-    TZPlatform::setDocumentsDirectory("");
-    std::filesystem::remove_all(documents);
-  }
-  std::string path(const std::string& name) const { return documents + "/" + name; }
+  void TearDown() override { TZMainQueue::runPending(); }
+  std::string path(const std::string& name) const { return documents_.file(name); }
 
-  std::string documents;
+  TempDocuments documents_;
 };
-
-inline TZBytes readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return TZBytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-inline void writeFile(const std::string& path, const TZBytes& bytes) {
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()),
-             static_cast<std::streamsize>(bytes.size()));
-}
 
 // The first frames of the bundled speech, encoded at a constant rate.
 inline std::vector<TZBytes> encodeSpeech(size_t frameCount, int quality = 5) {

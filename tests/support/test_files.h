@@ -1,5 +1,5 @@
-// A fresh Documents directory for one test, removed afterwards, so that no test touches the
-// user's own files.
+// Files for tests: a private Documents directory for each test, so that no test touches the
+// user's own files, and whole-file reads and writes.
 #pragma once
 
 #include <cstdlib>
@@ -9,6 +9,7 @@
 #include <string>
 
 #include "kestrune/TZPlatform.h"
+#include "kestrune/TZTypes.h"
 
 class TempDocuments {
  public:
@@ -35,7 +36,18 @@ class TempDocuments {
   std::string path_;
 };
 
-inline std::string readTextFile(const std::string& path) {
+inline TZBytes readFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  return TZBytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+inline std::string readTextFile(const std::string& path) {
+  const TZBytes bytes = readFile(path);
+  return std::string(bytes.begin(), bytes.end());
+}
+
+inline void writeFile(const std::string& path, const TZBytes& bytes) {
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()),
+             static_cast<std::streamsize>(bytes.size()));
 }
