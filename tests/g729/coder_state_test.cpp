@@ -1,7 +1,9 @@
 // Initial contents of the encoder state.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <type_traits>
 
@@ -24,43 +26,28 @@ TEST(CoderInit, SetsEveryFieldOfAFreshJob) {
   EXPECT_EQ(state->zero, state->ai_zero + 11);
   EXPECT_EQ(state->error, state->mem_err + 10);
 
-  EXPECT_EQ(state->init_4096[0], 4096);
-  for (int i = 1; i < 11; ++i) EXPECT_EQ(state->init_4096[i], 0) << i;
-  for (int i = 0; i < 10; ++i) {
-    EXPECT_EQ(state->lsp_old[i], lsp_old_tab[i]) << i;
-    EXPECT_EQ(state->lsp_old_q[i], lsp_old_tab[i]) << i;
-    for (int row = 0; row < 4; ++row) EXPECT_EQ(state->freq_prev[row][i], freq_prev_reset[i]);
+  const Word16 fallback[11] = {4096};
+  EXPECT_TRUE(std::equal(fallback, fallback + 11, state->init_4096));
+  EXPECT_EQ(lsp_old_tab[0], 30000);
+  EXPECT_EQ(lsp_old_tab[9], -26000);
+  EXPECT_TRUE(std::equal(lsp_old_tab, lsp_old_tab + 10, state->lsp_old));
+  EXPECT_TRUE(std::equal(lsp_old_tab, lsp_old_tab + 10, state->lsp_old_q));
+  for (const auto& row : state->freq_prev) {
+    EXPECT_TRUE(std::equal(freq_prev_reset, freq_prev_reset + 10, row));
   }
-  EXPECT_EQ(state->lsp_old[0], 30000);
-  EXPECT_EQ(state->lsp_old[9], -26000);
   EXPECT_EQ(state->sharp, 3277);
   for (Word32 estimate : state->L_exc_err) EXPECT_EQ(estimate, 16384);
   EXPECT_EQ(state->smooth_unused, 1);
   EXPECT_EQ(state->frame_counter, 0);
 
   // Everything else starts at zero: buffers, memories and the LP work area.
-  const auto allZero = [](const auto& array) {
-    for (const auto& value : array) {
-      if (value != 0) return false;
-    }
-    return true;
+  const auto allZero = [](const auto&... arrays) {
+    return (std::all_of(std::begin(arrays), std::end(arrays), [](auto v) { return v == 0; }) &&
+            ...);
   };
-  EXPECT_EQ(state->x0 | state->x1, 0);
-  EXPECT_EQ(state->hp_y1 | state->hp_y2, 0);
-  EXPECT_TRUE(allZero(state->old_speech));
-  EXPECT_TRUE(allZero(state->old_wsp));
-  EXPECT_TRUE(allZero(state->old_exc));
-  EXPECT_TRUE(allZero(state->ai_zero));
-  EXPECT_TRUE(allZero(state->mem_syn));
-  EXPECT_TRUE(allZero(state->mem_w0));
-  EXPECT_TRUE(allZero(state->mem_w));
-  EXPECT_TRUE(allZero(state->mem_err));
-  EXPECT_TRUE(allZero(state->rc));
-  EXPECT_TRUE(allZero(state->A_t));
-  EXPECT_TRUE(allZero(state->Aq_t));
-  EXPECT_TRUE(allZero(state->lp_autocorr));
-  EXPECT_TRUE(allZero(state->lp_pred));
-  EXPECT_TRUE(allZero(state->lp_rc_saved));
-  EXPECT_TRUE(allZero(state->synth));
-  EXPECT_TRUE(allZero(state->lar_old_unused));
+  EXPECT_EQ(state->x0 | state->x1 | state->hp_y1 | state->hp_y2, 0);
+  EXPECT_TRUE(allZero(state->old_speech, state->old_wsp, state->old_exc, state->ai_zero,
+                      state->mem_syn, state->mem_w0, state->mem_w, state->mem_err, state->rc,
+                      state->A_t, state->Aq_t, state->lp_autocorr, state->lp_pred,
+                      state->lp_rc_saved, state->synth, state->lar_old_unused));
 }

@@ -15,6 +15,8 @@ class DspFunc : public ::testing::Test {
  protected:
   void SetUp() override { Overflow = Carry = 0; }
   std::mt19937 rng{8000};
+  // Odd positive values spread over every magnitude.
+  Word32 randomPositive() { return static_cast<Word32>(rng() >> (rng() % 31 + 1)) | 1; }
 };
 
 // The standard Pow2: the same interpolation, then a shift that rounds.
@@ -27,16 +29,26 @@ Word32 roundingPow2(Word16 exponent, Word16 fraction) {
   return static_cast<Word32>((L >> shift) + ((L >> (shift - 1)) & 1));
 }
 
-TEST_F(DspFunc, Pow2TruncatesInsteadOfRounding) {
-  EXPECT_EQ(Pow2(30, 0), 0x40000000);
-  EXPECT_EQ(Pow2(0, 0), 1);
-  EXPECT_EQ(Pow2(14, 0), 16384);  // 0x40000000 >> 16
-  // Table edges: index 0, an exact node, and the top of the last interval.
-  EXPECT_EQ(Pow2(30, 1024 * 16), tabpow[16] << 16);
-  EXPECT_EQ(Pow2(30, 32767), (32066 << 16) + 0xffc0 * 701);
+TEST_F(DspFunc, Pow2TruncatesInsteadOfRoundingAndWrapsItsShift) {
+  const Word32 expected[][3] = {
+      // Plain powers, an exact node, the top of the last interval, then shift counts of -1,
+      // -2, 32 and 31, taken modulo 32.
+      {30, 0, 0x40000000},
+      {0, 0, 1},
+      {14, 0, 16384},
+      {30, 1024 * 16, tabpow[16] << 16},
+      {30, 32767, (32066 << 16) + 0xffc0 * 701},
+      {31, 0, 0},
+      {32, 0, 1},
+      {-2, 0, 0x40000000},
+      {-1, 0, 0}};
+  for (const auto& [exponent, fraction, result] : expected) {
+    EXPECT_EQ(Pow2(static_cast<Word16>(exponent), static_cast<Word16>(fraction)), result)
+        << exponent << "." << fraction;
+  }
   int roundedUp = 0;
   for (int exponent = 0; exponent <= 30; ++exponent) {
-    for (int fraction = 0; fraction < 32768; fraction += 61) {
+    for (int fraction = 0; fraction < 32768; fraction += 127) {
       const Word32 ours = Pow2(static_cast<Word16>(exponent), static_cast<Word16>(fraction));
       const Word32 standard =
           roundingPow2(static_cast<Word16>(exponent), static_cast<Word16>(fraction));
@@ -50,21 +62,13 @@ TEST_F(DspFunc, Pow2TruncatesInsteadOfRounding) {
   EXPECT_EQ(Overflow, 0);
 }
 
-TEST_F(DspFunc, Pow2ShiftCountWrapsModulo32) {
-  EXPECT_EQ(Pow2(31, 0), 0);           // shift -1, taken as 31
-  EXPECT_EQ(Pow2(32, 0), 1);           // shift -2, taken as 30
-  EXPECT_EQ(Pow2(-2, 0), 0x40000000);  // shift 32, taken as 0
-  EXPECT_EQ(Pow2(-1, 0), 0);           // shift 31
-}
-
-TEST_F(DspFunc, Log2AtTheTableEdges) {
+TEST_F(DspFunc, Log2AndInvSqrtAtTheTableEdges) {
   Word16 exponent = -1, fraction = -1;
-  Log2(0, &exponent, &fraction);
-  EXPECT_EQ(exponent, 0);
-  EXPECT_EQ(fraction, 0);
-  Log2(-5, &exponent, &fraction);
-  EXPECT_EQ(exponent, 0);
-  EXPECT_EQ(fraction, 0);
+  for (Word32 nonPositive : {0, -5}) {
+    Log2(nonPositive, &exponent, &fraction);
+    EXPECT_EQ(exponent | fraction, 0) << nonPositive;
+    EXPECT_EQ(Inv_sqrt(nonPositive), 0x3fffffff) << nonPositive;
+  }
   for (int k = 0; k <= 30; ++k) {
     Log2(Word32{1} << k, &exponent, &fraction);
     EXPECT_EQ(exponent, k);
@@ -74,51 +78,41 @@ TEST_F(DspFunc, Log2AtTheTableEdges) {
   Log2(INT32_MAX, &exponent, &fraction);
   EXPECT_EQ(exponent, 30);
   EXPECT_EQ(fraction, static_cast<Word16>(((32023 << 16) + 744 * 0x7fff * 2) >> 16));
-  for (int i = 0; i < 20000; ++i) {
-    const Word32 value = static_cast<Word32>(rng() >> (rng() % 31 + 1)) | 1;
-    Log2(value, &exponent, &fraction);
-    ASSERT_NEAR(exponent + fraction / 32768.0, std::log2(double(value)), 2e-4) << value;
-  }
-}
 
-TEST_F(DspFunc, InvSqrtAtTheTableEdges) {
-  EXPECT_EQ(Inv_sqrt(0), 0x3fffffff);
-  EXPECT_EQ(Inv_sqrt(-1), 0x3fffffff);
   EXPECT_EQ(Inv_sqrt(1), 32767 << 15);  // first entry of the table, exponent 1
   EXPECT_EQ(Inv_sqrt(4), 32767 << 14);
   // An odd exponent with all interpolation bits set reaches the last entry's interval.
   EXPECT_EQ(Inv_sqrt(0x3fffffff), ((16514 << 16) - 130 * 0x7fff * 2) >> 15);
-  for (int i = 0; i < 20000; ++i) {
-    const Word32 value = static_cast<Word32>(rng() >> (rng() % 31 + 1)) | 1;
-    const double exact = 1073741824.0 / std::sqrt(double(value));
-    ASSERT_NEAR(Inv_sqrt(value), exact, exact * 1e-3) << value;
+
+  for (int i = 0; i < 10000; ++i) {
+    const Word32 value = randomPositive();
+    Log2(value, &exponent, &fraction);
+    ASSERT_NEAR(exponent + fraction / 32768.0, std::log2(double(value)), 2e-4) << value;
+    const double inverseRoot = 1073741824.0 / std::sqrt(double(value));
+    ASSERT_NEAR(Inv_sqrt(value), inverseRoot, inverseRoot * 1e-3) << value;
   }
 }
 
 TEST_F(DspFunc, DoublePrecisionRoutines) {
-  for (int i = 0; i < 20000; ++i) {
-    const Word32 value = static_cast<Word32>(rng());
-    Word16 hi, lo;
+  for (int i = 0; i < 10000; ++i) {
+    const Word32 value = static_cast<Word32>(rng()), other = static_cast<Word32>(rng());
+    Word16 hi, lo, hi2, lo2;
     L_Extract(value, &hi, &lo);
     ASSERT_EQ(hi, value >> 16);
     ASSERT_GE(lo, 0);
     ASSERT_EQ(L_Comp(hi, lo), value & ~1) << value;
 
-    const Word32 other = static_cast<Word32>(rng());
-    Word16 hi2, lo2;
     L_Extract(other, &hi2, &lo2);
-    const double product = double(value) * double(other) / 2147483648.0;
-    ASSERT_NEAR(Mpy_32(hi, lo, hi2, lo2), product, 8.0);
+    ASSERT_NEAR(Mpy_32(hi, lo, hi2, lo2), double(value) * double(other) / 2147483648.0, 8.0);
     const Word16 n = static_cast<Word16>(rng());
     ASSERT_NEAR(Mpy_32_16(hi, lo, n), double(value) * n / 32768.0, 3.0);
 
     // Div_32: L_num / L_denom in Q31 for a normalised denominator above the numerator.
     const Word32 denom = static_cast<Word32>(0x40000000u | (rng() & 0x3fffffffu));
     const Word32 num = static_cast<Word32>(rng() % static_cast<uint32_t>(denom)) + 1;
-    Word16 dhi, dlo;
-    L_Extract(denom, &dhi, &dlo);
+    L_Extract(denom, &hi, &lo);
     const double quotient = double(num) / double(denom) * 2147483648.0;
-    ASSERT_NEAR(Div_32(num, dhi, dlo), quotient, quotient * 1e-6 + 64.0) << num << "/" << denom;
+    ASSERT_NEAR(Div_32(num, hi, lo), quotient, quotient * 1e-6 + 64.0) << num << "/" << denom;
   }
   EXPECT_EQ(Overflow, 0);
 }

@@ -1,14 +1,12 @@
-// Signals and floating-point references shared by the LP and LSP tests.
+// Signals, a fresh encoder state and a floating-point LP reference for the LP and LSP tests.
 #pragma once
-
-#include <gtest/gtest.h>
 
 #include <array>
 #include <cmath>
-#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -39,6 +37,19 @@ inline std::array<Word16, 240> sineWindow(double amplitude, double hz) {
   return x;
 }
 
+// A record initialised by g729_coder_init, on the heap (it is several kilobytes).
+inline std::unique_ptr<CoderState> freshState() {
+  auto state = std::make_unique<CoderState>();
+  g729_coder_init(state.get(), 0);
+  return state;
+}
+
+// LP analysis of one window.
+inline void analyse(CoderState& state, const Word16* window) {
+  std::memcpy(state.p_window, window, 240 * sizeof(Word16));
+  Forwad_linearPrediction(&state);
+}
+
 // Double-precision LP analysis of the same integer windowed samples, with the same lag
 // window: filter a[0..10] (a[0] = 1) and reflection coefficients.
 struct ReferenceLp {
@@ -54,8 +65,7 @@ inline ReferenceLp referenceLp(const Word16* x) {
     for (int i = 0; i + k < 240; ++i) r[k] += w[i] * w[i + k];
     r[k] *= lag_windowf[k] / 16384.0;
   }
-  ReferenceLp out{};
-  out.a[0] = 1;
+  ReferenceLp out{{1}, {}};
   double err = r[0];
   for (int i = 1; i <= 10; ++i) {
     double s = r[i];
@@ -64,17 +74,10 @@ inline ReferenceLp referenceLp(const Word16* x) {
     double previous[11];
     std::memcpy(previous, out.a, sizeof previous);
     for (int j = 1; j < i; ++j) out.a[j] = previous[j] + k * previous[i - j];
-    out.a[i] = k;
-    out.rc[i - 1] = k;
+    out.a[i] = out.rc[i - 1] = k;
     err *= 1 - k * k;
   }
   return out;
-}
-
-// LP analysis of one window through a fresh state; returns the state.
-inline void analyse(CoderState& state, const Word16* window) {
-  std::memcpy(state.p_window, window, 240 * sizeof(Word16));
-  Forwad_linearPrediction(&state);
 }
 
 }  // namespace g729test

@@ -1,6 +1,5 @@
-// Shared pieces of the Speex tests: a private Documents directory, a delegate that keeps
-// what it receives, streams made with libspeex's own wideband encoder and the reference
-// decode they are compared with.
+// Shared pieces of the Speex tests: a decoder and its delegate in a private Documents directory,
+// streams made with libspeex's own wideband encoder and the reference decode of their frames.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,17 +7,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <span>
-#include <string>
 #include <vector>
 
 #include "kestrune/TZMainQueue.h"
-#include "kestrune/TZPlatform.h"
 #include "kestrune/TZSpeexDecoder.h"
 #include "speex/TZSpeexFramedEncoder.h"
 #include "tests/support/test_files.h"
@@ -28,38 +21,47 @@ namespace speex_test {
 constexpr size_t kFrameBytes = 640;
 
 // Keeps every frame in arrival order. Called on the main queue, which the test thread drains.
-class FrameCollector : public TZSpeexDelegate {
- public:
+struct FrameCollector : TZSpeexDelegate {
   void speexDecoder(TZSpeexDecoder&, const TZBytes* Data, const TZError* error) override {
-    if (error != nullptr) ++errors;
-    if (Data != nullptr) pcm.insert(pcm.end(), Data->begin(), Data->end());
-    ++frames;
+    EXPECT_EQ(error, nullptr);
+    ASSERT_NE(Data, nullptr);
+    EXPECT_EQ(Data->size(), kFrameBytes);
+    pcm.insert(pcm.end(), Data->begin(), Data->end());
   }
   TZBytes pcm;
-  size_t frames = 0;
-  size_t errors = 0;
 };
 
-// Each test gets its own Documents directory, so log and default output files stay apart.
 class SpeexTest : public ::testing::Test {
  protected:
-  void TearDown() override { TZMainQueue::runPending(); }
+  void SetUp() override { ASSERT_NE(decoder, nullptr); }
+  void TearDown() override {
+    decoder.reset();
+    TZMainQueue::runPending();
+  }
   std::string path(const std::string& name) const { return documents_.file(name); }
 
-  TempDocuments documents_;
+  TempDocuments documents_;  // first, so the decoder's default output path lands in it
+  std::shared_ptr<FrameCollector> collector = std::make_shared<FrameCollector>();
+  std::shared_ptr<TZSpeexDecoder> decoder = TZSpeexDecoder::initWithDelegate(collector);
 };
+
+template <typename T>
+T concat(std::initializer_list<T> parts) {
+  T out;
+  for (const auto& part : parts) out.insert(out.end(), part.begin(), part.end());
+  return out;
+}
 
 // The first frames of the bundled speech, encoded at a constant rate.
 inline std::vector<TZBytes> encodeSpeech(size_t frameCount, int quality = 5) {
   const TZBytes raw = readFile(std::string(KESTRUNE_SAMPLE_DIR) + "/speech-16k.pcm");
-  std::vector<int16_t> samples(raw.size() / 2);
+  std::vector<int16_t> samples(std::min(raw.size() / 2, frameCount * 320));
   std::memcpy(samples.data(), raw.data(), samples.size() * 2);
-  samples.resize(std::min(samples.size(), frameCount * TZSpeexFramedEncoder::kFrameSamples));
-  TZSpeexFramedEncoder encoder(quality);
-  return encoder.encodeFrames(samples);
+  return TZSpeexFramedEncoder(quality).encodeFrames(samples);
 }
 
-// The same frames through libspeex's usual reading path, one fresh decoder set up alike.
+// The same frames through libspeex's usual reading path, one fresh decoder set up alike. Each
+// frame's samples start zeroed: libspeex leaves them so when it reports an error.
 inline TZBytes directDecode(std::span<const TZBytes> frames) {
   void* decoder = speex_decoder_init(speex_lib_get_mode(SPEEX_MODEID_WB));
   int on = 1;
@@ -79,12 +81,6 @@ inline TZBytes directDecode(std::span<const TZBytes> frames) {
   speex_bits_destroy(&bits);
   speex_decoder_destroy(decoder);
   return pcm;
-}
-
-// Drains the main queue until the collector holds frameCount frames.
-inline bool waitForFrames(const FrameCollector& collector, size_t frameCount) {
-  return TZMainQueue::runUntil([&] { return collector.frames >= frameCount; },
-                               std::chrono::seconds(30));
 }
 
 // Lets the worker finish what it was given and runs everything it posted.
