@@ -15,7 +15,7 @@
 namespace {
 
 // Forks; the child puts outputFd on its standard output and error, calls openLogTextFile,
-// prints to both streams and through the log manager, and exits.
+// then prints to both streams and through the log manager.
 void captureInChild(int outputFd) {
   std::fflush(nullptr);
   const pid_t child = fork();
@@ -23,6 +23,7 @@ void captureInChild(int outputFd) {
   if (child == 0) {
     dup2(outputFd, STDOUT_FILENO);
     dup2(outputFd, STDERR_FILENO);
+    TZLogManager::saveLogAsFile(false);
     TZLogManager::openLogTextFile();
     std::printf("to stdout\n");
     std::fprintf(stderr, "to stderr\n");
@@ -35,88 +36,55 @@ void captureInChild(int outputFd) {
   ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
-class LogCapture : public ::testing::Test {
- protected:
-  void SetUp() override {
-    TZLogManager::setLog(true, false, 1);
-    TZLogManager::saveLogAsFile(false);
-  }
-  void TearDown() override { TZLogManager::saveLogAsFile(true); }
-
-  // Fills Documents with `count` entries, three of them earlier capture files: two at the top
-  // and one inside a folder.
-  void fillDocuments(int count) {
-    std::filesystem::create_directory(documents_.file("sub"));
+TEST(LogCapture, RedirectsOutputAndCleansEarlierCapturesAtThirtyOneEntries) {
+  struct Case {
+    int entries;
+    bool terminal;
+    bool earlierRemoved;
+    bool captured;
+  };
+  for (const Case c :
+       {Case{30, false, false, true}, Case{31, false, true, true}, Case{31, true, false, false}}) {
+    SCOPED_TRACE(std::to_string(c.entries) + (c.terminal ? " entries, terminal" : " entries"));
+    TempDocuments documents;
+    auto touch = [&](const std::string& name) { std::ofstream(documents.file(name)) << "old"; };
+    // Three earlier capture files, one of them in a folder (its relative path has no prefix).
+    std::filesystem::create_directory(documents.file("sub"));
     touch("sub/TZ_LOG-2020-01-01-00-00-02.txt");
     touch("TZ_LOG-2020-01-01-00-00-00.txt");
     touch("TZ_LOG-2020-01-01-00-00-01.txt");
-    for (int i = 4; i < count; ++i) touch("other-" + std::to_string(i));
-  }
-  void touch(const std::string& name) { std::ofstream(documents_.file(name)) << "old"; }
-  bool exists(const std::string& name) { return std::filesystem::exists(documents_.file(name)); }
+    for (int i = 4; i < c.entries; ++i) touch("other-" + std::to_string(i));
 
-  // The capture files with a current-style name, at the top of Documents.
-  std::vector<std::string> newCaptureFiles() {
-    const std::regex name(R"(TZ_LOG-\d{4}-\d\d-\d\d-\d\d-\d\d-\d\d\.txt)");
-    std::vector<std::string> found;
-    for (const auto& entry : std::filesystem::directory_iterator(documents_.path())) {
-      const auto file = entry.path().filename().string();
-      if (std::regex_match(file, name) && file.rfind("TZ_LOG-2020", 0) != 0) found.push_back(file);
+    int controller = -1;
+    int output = -1;
+    if (c.terminal) {
+      ASSERT_EQ(openpty(&controller, &output, nullptr, nullptr, nullptr), 0);
+    } else {
+      char path[] = "/tmp/kestrune-output-XXXXXX";
+      output = mkstemp(path);
+      unlink(path);
     }
-    return found;
+    captureInChild(output);
+    close(output);
+    if (controller >= 0) close(controller);
+
+    const bool kept = std::filesystem::exists(documents.file("TZ_LOG-2020-01-01-00-00-00.txt")) &&
+                      std::filesystem::exists(documents.file("TZ_LOG-2020-01-01-00-00-01.txt"));
+    EXPECT_EQ(kept, !c.earlierRemoved);
+    EXPECT_TRUE(std::filesystem::exists(documents.file("sub/TZ_LOG-2020-01-01-00-00-02.txt")));
+
+    const std::regex current(R"(TZ_LOG-20\d\d-\d\d-\d\d-\d\d-\d\d-\d\d\.txt)");
+    std::string capture;
+    for (const auto& entry : std::filesystem::directory_iterator(documents.path())) {
+      const auto name = entry.path().filename().string();
+      if (std::regex_match(name, current) && !name.starts_with("TZ_LOG-2020")) capture = name;
+    }
+    ASSERT_EQ(!capture.empty(), c.captured);
+    if (!c.captured) continue;
+    const std::string text = readTextFile(documents.file(capture));
+    for (const char* line : {"to stdout\n", "to stderr\n", "TZ[DEBUG]  logged\n"})
+      EXPECT_NE(text.find(line), std::string::npos) << line;
   }
-
-  // A plain file (no terminal) for the child's output, gone from the file system at once.
-  static int plainOutputFile() {
-    char path[] = "/tmp/kestrune-output-XXXXXX";
-    const int fd = mkstemp(path);
-    unlink(path);
-    return fd;
-  }
-
-  TempDocuments documents_;
-};
-
-TEST_F(LogCapture, ThirtyEntriesKeepEarlierCapturesAndEverythingPrintedLandsInTheNewFile) {
-  fillDocuments(30);
-  const int fd = plainOutputFile();
-  captureInChild(fd);
-  close(fd);
-
-  EXPECT_TRUE(exists("TZ_LOG-2020-01-01-00-00-00.txt"));
-  EXPECT_TRUE(exists("TZ_LOG-2020-01-01-00-00-01.txt"));
-  const auto captures = newCaptureFiles();
-  ASSERT_EQ(captures.size(), 1u);
-  const std::string text = readTextFile(documents_.file(captures[0]));
-  EXPECT_NE(text.find("to stdout\n"), std::string::npos);
-  EXPECT_NE(text.find("to stderr\n"), std::string::npos);
-  EXPECT_NE(text.find("TZ[DEBUG]  logged\n"), std::string::npos);
-}
-
-TEST_F(LogCapture, ThirtyOneEntriesRemoveTopLevelCapturesOnly) {
-  fillDocuments(31);
-  const int fd = plainOutputFile();
-  captureInChild(fd);
-  close(fd);
-
-  EXPECT_FALSE(exists("TZ_LOG-2020-01-01-00-00-00.txt"));
-  EXPECT_FALSE(exists("TZ_LOG-2020-01-01-00-00-01.txt"));
-  EXPECT_TRUE(exists("sub/TZ_LOG-2020-01-01-00-00-02.txt"));
-  EXPECT_TRUE(exists("other-30"));
-  EXPECT_EQ(newCaptureFiles().size(), 1u);
-}
-
-TEST_F(LogCapture, TerminalOutputIsLeftAlone) {
-  fillDocuments(31);
-  int controller = -1;
-  int terminal = -1;
-  ASSERT_EQ(openpty(&controller, &terminal, nullptr, nullptr, nullptr), 0);
-  captureInChild(terminal);
-  close(terminal);
-  close(controller);
-
-  EXPECT_TRUE(exists("TZ_LOG-2020-01-01-00-00-00.txt"));
-  EXPECT_TRUE(newCaptureFiles().empty());
 }
 
 }  // namespace

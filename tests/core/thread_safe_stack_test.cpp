@@ -13,8 +13,9 @@ std::shared_ptr<TZBytes> bytes(std::initializer_list<uint8_t> values) {
   return std::make_shared<TZBytes>(values);
 }
 
-TEST(ThreadSafeStack, PopsInArrivalOrderThenNullWithoutWaiting) {
+TEST(ThreadSafeStack, PopsInArrivalOrderThenNullWithoutWaitingAndClears) {
   TZThreadSafeStack stack;
+  stack.clear();
   EXPECT_TRUE(stack.isEmpty());
   EXPECT_EQ(stack.pop(), nullptr);
 
@@ -27,6 +28,12 @@ TEST(ThreadSafeStack, PopsInArrivalOrderThenNullWithoutWaiting) {
   EXPECT_EQ(*stack.pop(), TZBytes{'C'});
   EXPECT_EQ(stack.pop(), nullptr);
   EXPECT_TRUE(stack.isEmpty());
+
+  stack.push(bytes({1}));
+  stack.push(bytes({2}));
+  stack.clear();
+  EXPECT_TRUE(stack.isEmpty());
+  EXPECT_EQ(stack.pop(), nullptr);
 }
 
 TEST(ThreadSafeStack, KeepsTheBufferAndCopiesItAtPopTime) {
@@ -38,17 +45,6 @@ TEST(ThreadSafeStack, KeepsTheBufferAndCopiesItAtPopTime) {
   EXPECT_EQ(*popped, (TZBytes{1, 2, 3}));
   buffer->push_back(4);  // a change after pop is not: the caller owns a snapshot
   EXPECT_EQ(*popped, (TZBytes{1, 2, 3}));
-}
-
-TEST(ThreadSafeStack, ClearEmptiesAndIsHarmlessWhenEmpty) {
-  TZThreadSafeStack stack;
-  stack.clear();
-  EXPECT_TRUE(stack.isEmpty());
-  stack.push(bytes({1}));
-  stack.push(bytes({2}));
-  stack.clear();
-  EXPECT_TRUE(stack.isEmpty());
-  EXPECT_EQ(stack.pop(), nullptr);
 }
 
 TEST(ThreadSafeStack, SeveralProducersOneConsumerLoseNothingAndKeepEachProducersOrder) {
