@@ -1,40 +1,22 @@
-// Signals, a fresh encoder state and a floating-point LP reference for the LP and LSP tests.
+// Speech, a fresh encoder state and a floating-point LP reference for the LP and LSP tests.
 #pragma once
 
-#include <array>
-#include <cmath>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "g729/tab_ld8k.h"
 #include "kestrune/g729_coder.h"
+#include "tests/support/test_files.h"
 
 namespace g729test {
 
-// The bundled 8 kHz speech, as 16-bit samples.
 inline std::vector<Word16> loadSpeech8k() {
-  std::ifstream in(std::string(KESTRUNE_SAMPLE_DIR) + "/speech-8k.pcm", std::ios::binary);
-  const std::vector<char> bytes((std::istreambuf_iterator<char>(in)), {});
+  const TZBytes bytes = readFile(std::string(KESTRUNE_SAMPLE_DIR) + "/speech-8k.pcm");
   std::vector<Word16> samples(bytes.size() / 2);
   std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
   return samples;
-}
-
-// Number of 240-sample analysis windows, one every 80 samples.
-inline int windowCount(const std::vector<Word16>& speech) {
-  return static_cast<int>((speech.size() - 240) / 80) + 1;
-}
-
-inline std::array<Word16, 240> sineWindow(double amplitude, double hz) {
-  std::array<Word16, 240> x{};
-  for (int i = 0; i < 240; ++i) {
-    x[i] = static_cast<Word16>(std::lround(amplitude * std::sin(2 * M_PI * hz * i / 8000.0)));
-  }
-  return x;
 }
 
 // A record initialised by g729_coder_init, on the heap (it is several kilobytes).
@@ -44,7 +26,6 @@ inline std::unique_ptr<CoderState> freshState() {
   return state;
 }
 
-// LP analysis of one window.
 inline void analyse(CoderState& state, const Word16* window) {
   std::memcpy(state.p_window, window, 240 * sizeof(Word16));
   Forwad_linearPrediction(&state);

@@ -1,10 +1,9 @@
-// LSP conversion and quantization: tables, Chebyshev evaluation, Az_lsp, the LSP/LSF
-// conversions and the quantizer.
+// LSP conversion and quantization: tables, Az_lsp, the LSP/LSF conversions and the quantizer.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <string>
 
 #include "g729_test_signals.h"
 
@@ -42,23 +41,6 @@ TEST(LspTables, StandardRelationsHold) {
     const double w =
         n < 200 ? 0.54 - 0.46 * std::cos(2 * M_PI * n / 399) : std::cos(2 * M_PI * (n - 200) / 159);
     EXPECT_NEAR(hamwindow[n], std::min(32767.0, 32768 * w), 1.5) << n;
-  }
-}
-
-TEST(Chebyshev, MatchesDoublePrecisionSeriesAndSaturates) {
-  // Coefficients of a real filter's sum polynomial, Q11 (and Q10 for Chebps_10).
-  const Word16 f[6] = {2048, -1500, 1800, -900, 500, -300};
-  Word16 f10[6];
-  for (int i = 0; i < 6; ++i) f10[i] = static_cast<Word16>(f[i] / 2);
-  for (double theta = 0.02; theta < M_PI; theta += 0.07) {
-    const auto xq = static_cast<Word16>(std::min(32767L, std::lround(32768 * std::cos(theta))));
-    const double t = std::acos(xq / 32768.0);
-    // C(x) = T5 + f1 T4 + f2 T3 + f3 T2 + f4 T1 + f5 / 2, with Tn(cos t) = cos(n t).
-    double expected = f[5] / 2.0;
-    for (int n = 1; n <= 5; ++n) expected += f[5 - n] * std::cos(n * t);
-    expected = std::clamp(expected * 8, -32768.0, 32767.0);  // Q11 sum to Q14
-    EXPECT_NEAR(Chebps_11(xq, f, 5), expected, 4) << theta;
-    EXPECT_NEAR(Chebps_10(xq, f10, 5), expected, 8) << theta;
   }
 }
 
@@ -102,7 +84,7 @@ TEST(AzLsp, MissingRootsFallBackToThePreviousLsps) {
 }
 
 TEST(LspLsf, ConversionsFollowCosineAndArccosine) {
-  // Away from the ends, where acos is steep and the tables coarse.
+  // Away from the ends, where acos is steep and the table coarse.
   for (double w = 0.3; w < M_PI - 0.3; w += 0.05) {
     const Word16 lsp[1] = {static_cast<Word16>(std::lround(32768 * std::cos(w)))};
     Word16 lsf[1], back[1];
@@ -110,10 +92,6 @@ TEST(LspLsf, ConversionsFollowCosineAndArccosine) {
     EXPECT_NEAR(lsf[0], 32768 * w / (2 * M_PI), 8) << w;
     Lsf_lsp(lsf, back, 1);
     EXPECT_NEAR(back[0], lsp[0], 8) << w;
-    Lsp_lsf2(lsp, lsf, 1);  // radians, Q13
-    EXPECT_NEAR(lsf[0], 8192 * w, 12) << w;
-    Lsf_lsp2(lsf, back, 1);
-    EXPECT_NEAR(back[0], lsp[0], 16) << w;
   }
 }
 
@@ -122,7 +100,7 @@ TEST(QuaLsp, SpeechConvertsBackAndQuantizesCloseOrderedAndInRange) {
   auto state = freshState();
   double totalError = 0;
   int count = 0;
-  for (int f = 0; f < windowCount(speech); ++f) {
+  for (size_t f = 0; 80 * f + 240 <= speech.size(); ++f) {
     analyse(*state, speech.data() + 80 * f);
     Az_lsp(state.get());
     ASSERT_TRUE(strictlyDecreasing(state->lsp_new)) << "frame " << f;
@@ -133,8 +111,9 @@ TEST(QuaLsp, SpeechConvertsBackAndQuantizesCloseOrderedAndInRange) {
     Word16 before[4][10], ana[2];
     std::copy_n(&state->freq_prev[0][0], 40, &before[0][0]);
     Qua_lsp(state->lsp_new, state->lsp_new_q, ana, state->freq_prev);
+    ASSERT_TRUE(std::equal(before[0], before[0] + 30, state->freq_prev[1]));  // memory shifted
     ASSERT_TRUE(ana[0] >= 0 && ana[0] < 256 && ana[1] >= 0 && ana[1] < 1024)
-        << "frame " << f << ": " << ana[0] << ", " << ana[1];
+        << ana[0] << "," << ana[1];
     ASSERT_TRUE(strictlyDecreasing(state->lsp_new_q)) << "frame " << f;
 
     // The indices alone rebuild the same vector from the previous predictor memory.
@@ -157,33 +136,16 @@ TEST(QuaLsp, SpeechConvertsBackAndQuantizesCloseOrderedAndInRange) {
   EXPECT_LT(totalError / count, 300);
 }
 
-TEST(QuaLsp, PredictorRemovalAndCompositionAreInverse) {
-  auto state = freshState();
-  const Word16 target[10] = {1500, 3000, 5200, 7700, 10100, 12500, 15100, 17800, 20400, 23000};
-  for (int mode = 0; mode < 2; ++mode) {
-    Word16 residual[10], composed[10];
-    Lsp_prev_extract(target, residual, fg[mode], state->freq_prev, fg_sum_inv[mode]);
-    Lsp_prev_compose(residual, composed, fg[mode], state->freq_prev, fg_sum[mode]);
-    for (int i = 0; i < 10; ++i) EXPECT_NEAR(composed[i], target[i], 3) << mode << "," << i;
-  }
-  Word16 newest[10] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
-  Lsp_prev_update(newest, state->freq_prev);
-  EXPECT_TRUE(std::equal(newest, newest + 10, state->freq_prev[0]));
-  EXPECT_TRUE(std::equal(freq_prev_reset, freq_prev_reset + 10, state->freq_prev[1]));
-}
-
 TEST(LspStability, RepairsOrderSpacingAndEndsWithWarnings) {
   Word16 buf[10] = {20, 2400, 1900, 4000, 4100, 8000, 10000, 14000, 20000, 26000};
   ::testing::internal::CaptureStdout();
   Lsp_stability(buf);
   EXPECT_EQ(::testing::internal::GetCapturedStdout(),
             "lsp_stability warning Low\nlsp_stability warning High\n");
-  EXPECT_EQ(buf[0], 40);
-  EXPECT_EQ(buf[1], 1900);  // the swapped pair is put back in order
-  EXPECT_EQ(buf[2], 2400);
-  EXPECT_EQ(buf[4], 4000 + 321);  // closer than the minimum gap: pushed up
-  EXPECT_EQ(buf[9], 25681);
-  for (int i = 1; i < 10; ++i) EXPECT_GE(buf[i] - buf[i - 1], 321) << i;
+  // The ends are clamped, the swapped pair put back in order, and 4100, closer than the
+  // minimum gap of 321 to 4000, pushed up.
+  EXPECT_EQ(std::to_array(buf),
+            (std::array<Word16, 10>{40, 1900, 2400, 4000, 4321, 8000, 10000, 14000, 20000, 25681}));
 
   // A well-spaced vector is left alone, silently.
   const Word16 spaced[10] = {1000, 3000, 5000, 7000, 9000, 11000, 13000, 15000, 17000, 19000};
@@ -191,7 +153,7 @@ TEST(LspStability, RepairsOrderSpacingAndEndsWithWarnings) {
   ::testing::internal::CaptureStdout();
   Lsp_stability(buf);
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
-  EXPECT_TRUE(std::equal(spaced, spaced + 10, buf));
+  EXPECT_EQ(std::to_array(buf), std::to_array(spaced));
 }
 
 }  // namespace

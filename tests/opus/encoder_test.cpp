@@ -1,10 +1,8 @@
-// The encoder against the same libopus calls made directly, in stream and file mode.
 #include <tuple>
 
 #include "opus_test_support.h"
 
 namespace opus_test {
-namespace {
 
 class OpusEncoderTest : public OpusTest {
  protected:
@@ -16,12 +14,10 @@ class OpusEncoderTest : public OpusTest {
     if (encoder) encoder->setDelegate(recorder_);
     return encoder;
   }
-  std::shared_ptr<Recorder> recorder_ = std::make_shared<Recorder>();
 };
 
 TEST_F(OpusEncoderTest, PacketsEqualDirectOpusEncode) {
-  // frameSize is both the chunk's bytes and the samples per channel: 320 for mono 16 kHz,
-  // 1920 for stereo 48 kHz, whose frames are mostly zeros past the chunk.
+  // Stereo 48 kHz cuts 1920-byte chunks into frames of 1920 samples per channel, mostly zeros.
   const TZBytes pcm = speech(64000);
   for (const auto& [rate, channels, frameSize] : {std::tuple{16000, 1, 320}, {48000, 2, 1920}}) {
     recorder_->data.clear();
@@ -29,10 +25,8 @@ TEST_F(OpusEncoderTest, PacketsEqualDirectOpusEncode) {
     ASSERT_TRUE(encoder);
     encoder->opusEncodeData(pcm);
     drain(*encoder);
-    EXPECT_EQ(recorder_->data, directEncode(chunksOf(pcm, frameSize), rate, channels, frameSize))
-        << rate << " Hz";
+    EXPECT_EQ(recorder_->data, directEncode(chunksOf(pcm, frameSize), rate, channels)) << rate;
   }
-  EXPECT_TRUE(recorder_->errors.empty());
 }
 
 TEST_F(OpusEncoderTest, EveryCallQueuesEarlierChunksAgain) {
@@ -46,13 +40,11 @@ TEST_F(OpusEncoderTest, EveryCallQueuesEarlierChunksAgain) {
   drain(*encoder);
   EXPECT_EQ(logged("opus encode stack weakup"), 2u);
 
-  // A file job queues the whole buffer too, the stream's chunks before the file's, and writes
-  // every packet of the job.
+  // A file job queues the stream's chunks before the file's and writes only the file's packets.
   writeFile(path("in.pcm"), chunks[1]);
   std::string completed;
-  encoder->opusEncodeFile(path("in.pcm"), nullptr, [&](const std::string* out, const TZError*) {
-    completed += out ? *out : "(null)";
-  });
+  encoder->opusEncodeFile(path("in.pcm"), nullptr,
+                          [&](auto* to, auto*) { completed += to ? *to : "-"; });
   drain(*encoder);
   EXPECT_EQ(completed, path("pcmToOpus.opus"));
   const auto& [c0, c1] = std::tie(chunks[0], chunks[1]);
@@ -66,20 +58,13 @@ TEST_F(OpusEncoderTest, FileIsPaddedByTheRemainderAndWritten) {
   for (const auto& [fileBytes, paddedBytes] : {std::pair{1000, 1040}, {640, 640}, {480, 640}}) {
     TZBytes pcm = speech(fileBytes);
     writeFile(path("in.pcm"), pcm);
-    recorder_->data.clear();
     auto encoder = makeEncoder();
     ASSERT_TRUE(encoder);
     const std::string out = path("out.opus");
-    std::string completed;
-    encoder->opusEncodeFile(path("in.pcm"), &out, [&](const std::string* to, const TZError* e) {
-      completed += to && !e ? *to : "(failed)";
-    });
+    encoder->opusEncodeFile(path("in.pcm"), &out, nullptr);
     drain(*encoder);
     pcm.resize(paddedBytes, 0);
-    const auto expected = directEncode(chunksOf(pcm, 320));
-    EXPECT_EQ(recorder_->data, expected) << fileBytes << " bytes";
-    EXPECT_EQ(readFile(out), concat(expected)) << "packets back to back";
-    EXPECT_EQ(completed, out);
+    EXPECT_EQ(readFile(out), concat(directEncode(chunksOf(pcm, 320)))) << fileBytes << " bytes";
   }
 }
 
@@ -87,27 +72,23 @@ TEST_F(OpusEncoderTest, CreationAndUnusableFrameSizes) {
   EXPECT_EQ(makeEncoder(44100), nullptr);
   EXPECT_TRUE(logged(std::string("opus_encoder_create error:") + opus_strerror(OPUS_BAD_ARG)));
 
-  // The delegate given at creation is not kept: only one set later receives anything.
   auto encoder = TZOpusEncoder::initFormat(TZOpusFormat::defaultFormats(), recorder_);
   ASSERT_TRUE(encoder);
-  encoder->opusEncodeData(speech(320));
+  encoder->opusEncodeData(speech(320));  // the delegate given at creation is not kept
   drain(*encoder);
   EXPECT_EQ(*recorder_->calls, 0);
   encoder->setDelegate(recorder_);
 
-  // A frame size of 0 cuts nothing and ends: no packet, no endless walk.
-  encoder->opusFormat()->setFrameDuration(0);
+  encoder->opusFormat()->setFrameDuration(0);  // cuts nothing and ends
   encoder->opusEncodeData(speech(6400));
   drain(*encoder);
   EXPECT_EQ(*recorder_->calls, 0);
 
-  // 7 ms is no Opus frame: each chunk is reported with the library's error code.
-  encoder->opusFormat()->setFrameDuration(7);
-  encoder->opusEncodeData({});
+  encoder->opusFormat()->setFrameDuration(7);  // no Opus frame: the library's error code
+  encoder->opusEncodeData({});                 // all 6720 bytes again: 60 chunks of 112
   drain(*encoder);
-  EXPECT_TRUE(recorder_->data.empty());
-  ASSERT_FALSE(recorder_->errors.empty());
-  EXPECT_EQ(recorder_->errors[0], (TZError{"opus encode error", OPUS_BAD_ARG, {}}));
+  EXPECT_EQ(*recorder_->calls, 60);
+  EXPECT_EQ(recorder_->errors, std::vector<TZError>(60, {"opus encode error", OPUS_BAD_ARG, {}}));
 }
 
 // Reported on the calling thread before the call returns; a job without a callback only logs.
@@ -116,19 +97,14 @@ TEST_F(OpusTest, MissingFilesAreReportedAtOnce) {
   auto decoder = TZOpusDecoder::initDecoder(TZOpusFormat::defaultFormats(), {});
   ASSERT_TRUE(encoder && decoder);
   std::vector<TZError> reported;
-  const auto report = [&](const std::string* to, const TZError* e) {
-    if (!to && e) reported.push_back(*e);
-  };
-  const std::string out = path("never");
-  encoder->opusEncodeFile(path("missing.pcm"), &out, report);
-  decoder->opusDecodeFile(path("missing.opus"), &out, report);
+  const auto report = [&](auto* to, const TZError* e) { reported.push_back(to ? TZError{} : *e); };
+  encoder->opusEncodeFile(path("missing.pcm"), nullptr, report);
+  decoder->opusDecodeFile(path("missing.opus"), nullptr, report);
   encoder->opusEncodeFile(path("missing.pcm"), nullptr, nullptr);
   EXPECT_EQ(reported, (std::vector<TZError>{
                           {"pcm file is not exist.", 0, {{"error", "pcm file is not exist."}}},
                           {"opus file is not exist.", 0, {{"error", "opus file is not exist."}}}}));
   EXPECT_EQ(logged("pcm file is not exist."), 2u);
-  EXPECT_FALSE(std::filesystem::exists(out));
 }
 
-}  // namespace
 }  // namespace opus_test

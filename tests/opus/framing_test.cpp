@@ -1,50 +1,28 @@
-// The format descriptor's frame size, the decoder's byte utilities and the cutting of
-// buffered input into packets.
-#include <climits>
 #include <optional>
 #include <tuple>
 
 #include "opus_test_support.h"
 
 namespace opus_test {
-namespace {
-
-TEST(OpusFormat, DefaultsAndFrameSize) {
-  TZOpusFormat f;
-  EXPECT_EQ(std::tuple(f.hasDataHeader(), f.sampleRate(), f.channels(), f.frameDuration(),
-                       f.dataSize(), f.frameSize()),
-            std::tuple(true, 16000, 1, 20, 40, 320));
-  f.setSampleRate(1 << 30);  // × 3 ms wraps in 32 bits to -2^30, then / 1000
-  f.setFrameDuration(3);
-  EXPECT_EQ(f.frameSize(), -1073741);
-}
 
 TEST(OpusFramingUtilities, SubrangesAndNumbers) {
   // L bytes from R: empty for R < 0 or L < 1, null from the end on, else shortened to fit.
   const TZBytes five{1, 2, 3, 4, 5};
   const std::tuple<int64_t, int64_t, std::optional<TZBytes>> ranges[] = {
-      {1, 2, TZBytes{2, 3}},
       {3, 10, TZBytes{4, 5}},
       {5, 1, std::nullopt},
       {5, 0, TZBytes()},
       {-1, 2, TZBytes()},
-      {0, -3, TZBytes()},
       {INT64_MAX, INT64_MAX, std::nullopt}};
   for (const auto& [offset, length, expected] : ranges)
     EXPECT_EQ(TZOpusDecoder::data(five, offset, length), expected) << offset << "+" << length;
 
-  // Big-endian, unsigned; saturating past 64 bits; 0 × an infinite power (400 bytes) is 0.
-  const std::pair<TZBytes, int64_t> numbers[] = {{{0, 0, 1, 0x2C}, 300},
-                                                 {{0x80, 0, 0, 1}, 2147483649},
-                                                 {TZBytes(4, 0xFF), 4294967295},
-                                                 {{0x12, 0x34, 0x56, 0x78, 0x9A}, 0x123456789A},
-                                                 {{}, 0},
-                                                 {TZBytes(8, 0xFF), INT64_MAX},
-                                                 {TZBytes(400, 0), 0}};
+  // Big-endian, unsigned, saturating past 64 bits.
+  const std::pair<TZBytes, int64_t> numbers[] = {
+      {{0x0A, 0x0B}, 2571}, {{0x80, 0, 0, 1}, 2147483649}, {{}, 0}, {TZBytes(8, 0xFF), INT64_MAX}};
   for (const auto& [bytes, value] : numbers)
     EXPECT_EQ(TZOpusDecoder::dataToInt(&bytes), value) << TZOpusDecoder::dataChangeToString(bytes);
   EXPECT_EQ(TZOpusDecoder::dataToInt(nullptr), 0);
-  EXPECT_EQ(TZOpusDecoder::dataChangeToString(TZBytes{0x0A, 0xFF, 0x00, 0x7}), "0aff0007");
   // One hexadecimal digit, or the leading decimal number, saturated; 0 for anything else.
   std::vector<int32_t> digits;
   for (const char* text : {"7", "F", "a", "g", " 42x", "99999999999"})
@@ -52,12 +30,11 @@ TEST(OpusFramingUtilities, SubrangesAndNumbers) {
   EXPECT_EQ(digits, (std::vector<int32_t>{7, 15, 10, 0, 42, INT32_MAX}));
 }
 
-TZBytes padded(TZBytes head, size_t size, uint8_t fill) {
-  head.resize(size, fill);
-  return head;
-}
-
 TEST(OpusFramingCut, CutsWhileDataSizeBytesAreBuffered) {
+  const auto padded = [](TZBytes head, size_t size, uint8_t fill) {
+    head.resize(size, fill);
+    return head;
+  };
   const TZBytes two = TZOpusFrameRecords({TZBytes(5, 1), TZBytes(7, 2)});
   const TZBytes minus8 = padded({0xFF, 0xFF, 0xFF, 0xF8}, 48, 4);
   const std::tuple<bool, int32_t, TZBytes, std::vector<TZBytes>, TZBytes> cases[] = {
@@ -65,7 +42,6 @@ TEST(OpusFramingCut, CutsWhileDataSizeBytesAreBuffered) {
       {true, 40, padded({0, 0, 0, 3, 9, 9, 9, 9, 1, 2, 3}, 40, 5), {{1, 2, 3}}, TZBytes(29, 5)},
       // Records split across calls: cut short to what has arrived, the tail read as a record.
       {true, 40, padded({0, 0, 0, 100}, 40, 1), {TZBytes(32, 1)}, {}},
-      {true, 40, TZBytes(68, 1), {TZBytes(60, 1)}, {}},
       {false, 40, padded(TZBytes(40, 1), 100, 2), {TZBytes(40, 1), TZBytes(40, 2)}, TZBytes(20, 2)},
       // Lengths with the top bit set cut an empty packet, and the rest starts length + 8 on:
       // before the buffer (all dropped), at 4, or at 0, where no progress ends the cutting.
@@ -91,5 +67,4 @@ TEST(OpusFramingCut, CutsWhileDataSizeBytesAreBuffered) {
   }
 }
 
-}  // namespace
 }  // namespace opus_test

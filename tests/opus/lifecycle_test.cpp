@@ -1,12 +1,9 @@
-// Release, destruction and vanished delegates: nothing may be delivered afterwards, and
-// nothing may touch a freed coder, also while other threads feed and change the objects.
 #include <atomic>
 #include <thread>
 
 #include "opus_test_support.h"
 
 namespace opus_test {
-namespace {
 
 // An encoder and a decoder whose deliveries are posted to the main queue and not run yet.
 struct Pending {
@@ -24,27 +21,14 @@ struct Pending {
   }
 };
 
-using OpusLifecycleTest = OpusTest;
-
-TEST_F(OpusLifecycleTest, NothingIsDeliveredAfterRelease) {
-  Pending pending;
-  pending.encoder->opusOnRelease();
-  pending.encoder->opusEncodeData(speech(3200));  // ignored: no worker is left
-  pending.decoder->opusOnRelease();
-  pending.decoder->opusOnRelease();  // a second release only logs again
-  EXPECT_GT(TZMainQueue::runPending(), 0u);
-  EXPECT_EQ(*pending.delivered, 0);
-
-  EXPECT_TRUE(logged("TZOpusEncoder release:<TZOpusEncoder: 0x"));
-  EXPECT_EQ(logged("TZOpusDecoder release:<TZOpusDecoder: 0x"), 2u);
-  pending.decoder.reset();
-  EXPECT_TRUE(logged("TZOpusDecoder dealloc:<TZOpusDecoder: 0x"));
-}
-
-TEST_F(OpusLifecycleTest, GoneDelegatesAndObjectsReceiveNothing) {
+TEST_F(OpusTest, NothingIsDeliveredAfterReleaseOrToTheGone) {
+  Pending released;
+  released.encoder->opusOnRelease();
+  released.encoder->opusEncodeData(speech(3200));  // ignored: no worker is left
+  released.decoder->opusOnRelease();
+  released.decoder->opusOnRelease();  // a second release only logs again
   Pending goneDelegate;
   goneDelegate.delegate.reset();
-
   Pending goneObjects;  // the encoder in the middle of a file job
   writeFile(path("in.pcm"), speech(32000));
   bool completed = false;
@@ -52,17 +36,19 @@ TEST_F(OpusLifecycleTest, GoneDelegatesAndObjectsReceiveNothing) {
                                       [&](auto*, auto*) { completed = true; });
   goneObjects.encoder.reset();
   goneObjects.decoder.reset();
-  TZMainQueue::runPending();
-  EXPECT_EQ(*goneDelegate.delivered + *goneObjects.delivered, 0);
+  EXPECT_GT(TZMainQueue::runPending(), 0u);
+  EXPECT_EQ(*released.delivered, 0) << "after release";
+  EXPECT_EQ(*goneDelegate.delivered + *goneObjects.delivered, 0) << "to the gone";
   EXPECT_FALSE(completed);
+
+  EXPECT_EQ(logged("TZOpusDecoder release:<TZOpusDecoder: 0x"), 2u);
+  EXPECT_TRUE(logged("TZOpusDecoder dealloc:<TZOpusDecoder: 0x"));
 }
 
-// Feeding, format and delegate changes, release and destruction from several threads at
-// once, with the main queue drained all along. Run under ThreadSanitizer.
-TEST_F(OpusLifecycleTest, ConcurrentInputReleaseAndDestruction) {
+// Meant for ThreadSanitizer: feeding, changes, release and destruction race one another.
+TEST_F(OpusTest, ConcurrentInputReleaseAndDestruction) {
   const TZBytes pcm = speech(640);
   const TZBytes records = TZOpusFrameRecords(speechPackets(10));
-  auto delegate = std::make_shared<Recorder>();
   for (int round = 0; round < 6; ++round) {
     auto encoder = TZOpusEncoder::initFormat(TZOpusFormat::defaultFormats(), {});
     auto decoder = TZOpusDecoder::initDecoder(TZOpusFormat::defaultFormats(), {});
@@ -77,8 +63,8 @@ TEST_F(OpusLifecycleTest, ConcurrentInputReleaseAndDestruction) {
     });
     std::thread changer([&] {
       for (int i = 0; i < 8; ++i) {
-        encoder->setDelegate(i % 2 == 0 ? delegate : nullptr);
-        decoder->setDelegate(delegate);
+        encoder->setDelegate(i % 2 == 0 ? recorder_ : nullptr);
+        decoder->setDelegate(recorder_);
         encoder->opusFormat()->setFrameDuration(i % 2 == 0 ? 20 : 10);
         auto format = TZOpusFormat::defaultFormats();
         format->setDataSize(9);
@@ -95,13 +81,12 @@ TEST_F(OpusLifecycleTest, ConcurrentInputReleaseAndDestruction) {
     changer.join();
     releaser.join();
     TZMainQueue::runPending();
-    const int deliveredBefore = *delegate->calls;
+    const int deliveredBefore = *recorder_->calls;
     encoder.reset();  // destroys a released encoder
     decoder.reset();  // destroys a decoder that may still be decoding
     TZMainQueue::runPending();
-    EXPECT_EQ(*delegate->calls, deliveredBefore);
+    EXPECT_EQ(*recorder_->calls, deliveredBefore);
   }
 }
 
-}  // namespace
 }  // namespace opus_test

@@ -1,5 +1,4 @@
-// Shared pieces of the Opus tests: a temporary Documents directory, the bundled speech, the
-// same libopus calls made directly for comparison, and delegates that record deliveries.
+// Shared pieces of the Opus tests: the same libopus calls made directly, and recording delegates.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,9 +6,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
-#include <string>
-#include <vector>
 
 #include "kestrune/TZMainQueue.h"
 #include "kestrune/TZOpusDecoder.h"
@@ -21,8 +17,7 @@ namespace opus_test {
 
 using namespace std::chrono_literals;
 
-// The first bytes of the bundled 16 kHz speech.
-inline TZBytes speech(size_t bytes) {
+inline TZBytes speech(size_t bytes) {  // the first bytes of the bundled 16 kHz speech
   TZBytes pcm = readFile(std::string(KESTRUNE_SAMPLE_DIR) + "/speech-16k.pcm");
   pcm.resize(std::min(pcm.size(), bytes));
   return pcm;
@@ -41,36 +36,28 @@ inline TZBytes concat(const std::vector<TZBytes>& parts) {
   return all;
 }
 
-// One encoder fed the chunks in order, each at the start of a zeroed frame of frameSize
-// samples per channel: the calls the library is expected to make. Constant bitrate at
-// 16 kbit/s gives 40-byte packets of 20 ms.
+// The encoder's calls: each chunk starts a zeroed frame of chunk-size samples per channel.
 inline std::vector<TZBytes> directEncode(const std::vector<TZBytes>& chunks, int rate = 16000,
-                                         int channels = 1, int frameSize = 320,
-                                         bool constantBitrate = false) {
+                                         int channels = 1) {
   int error = 0;
   OpusEncoder* encoder = opus_encoder_create(rate, channels, OPUS_APPLICATION_VOIP, &error);
-  if (constantBitrate) {
-    opus_encoder_ctl(encoder, OPUS_SET_VBR(0));
-    opus_encoder_ctl(encoder, OPUS_SET_BITRATE(16000));
-  }
   std::vector<TZBytes> packets;
   std::vector<unsigned char> out(96000);
   for (const auto& chunk : chunks) {
-    std::vector<opus_int16> frame(static_cast<size_t>(frameSize * channels), 0);
-    std::memcpy(frame.data(), chunk.data(), std::min(chunk.size(), frame.size() * 2));
-    const int length = opus_encode(encoder, frame.data(), frameSize, out.data(), 96000);
+    std::vector<opus_int16> frame(chunk.size() * channels, 0);
+    std::copy(chunk.begin(), chunk.end(), reinterpret_cast<uint8_t*>(frame.data()));
+    const int length =
+        opus_encode(encoder, frame.data(), static_cast<int>(chunk.size()), out.data(), 96000);
     packets.emplace_back(out.begin(), out.begin() + std::max(length, 0));
   }
   opus_encoder_destroy(encoder);
   return packets;
 }
 
-// 20 ms packets of the bundled speech, mono 16 kHz.
-inline std::vector<TZBytes> speechPackets(size_t count, bool constantBitrate = false) {
-  return directEncode(chunksOf(speech(count * 640), 640), 16000, 1, 320, constantBitrate);
+inline std::vector<TZBytes> speechPackets(size_t count) {  // the default encoder's 20 ms packets
+  return directEncode(chunksOf(speech(count * 320), 320));
 }
 
-// One decoder fed the packets in order, with the library's frame size of 96000.
 inline std::vector<TZBytes> directDecode(const std::vector<TZBytes>& packets) {
   int error = 0;
   OpusDecoder* decoder = opus_decoder_create(16000, 1, &error);
@@ -86,8 +73,7 @@ inline std::vector<TZBytes> directDecode(const std::vector<TZBytes>& packets) {
   return pcm;
 }
 
-// Every delivery of an encoder or a decoder; calls outlives the recorder, so that a call
-// made to a vanished one still shows.
+// Every delivery; calls outlives the recorder, so that a call made to a vanished one shows.
 struct Recorder : TZOpusEncoderDelegate, TZOpusDecoderDelegate {
   std::vector<TZBytes> data;
   std::vector<TZError> errors;
@@ -108,13 +94,11 @@ void drain(Codec& codec) {
   TZMainQueue::runPending();
 }
 
-// Every test runs with its own empty Documents directory and leaves the main queue empty.
 class OpusTest : public ::testing::Test {
  protected:
   void TearDown() override { TZMainQueue::runPending(); }
   std::string path(const std::string& name) const { return documents_.file(name); }
-  // How many times the log holds text.
-  size_t logged(const std::string& text) const {
+  size_t logged(const std::string& text) const {  // how many times the log holds text
     const std::string log = readTextFile(path("TZ_Log.txt"));
     size_t count = 0;
     for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++count;
@@ -122,6 +106,7 @@ class OpusTest : public ::testing::Test {
   }
 
   TempDocuments documents_;
+  std::shared_ptr<Recorder> recorder_ = std::make_shared<Recorder>();
 };
 
 }  // namespace opus_test
