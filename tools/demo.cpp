@@ -64,6 +64,8 @@ int runDemo(const ToolArgs& args) {
   if (error) return toolFail(context.outputDir + ": cannot be created: " + error.message());
   TZPlatform::setDocumentsDirectory(context.outputDir);
 
+  // Unbuffered, so the steps and the library's log lines (standard error) stay in order.
+  std::cout << std::unitbuf;
   bool ok = true;
   for (const auto& step : kSteps) {
     std::cout << "== " << step.title << "\n";
