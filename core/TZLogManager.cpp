@@ -70,7 +70,9 @@ void writeLine(int64_t level, const char* funcName, int32_t line, const std::str
   if (log_more.load(std::memory_order_relaxed)) {
     text += " [";
     text += funcName != nullptr ? funcName : "(null)";
-    text += " " + std::to_string(line) + "] ";
+    text += ' ';
+    text += std::to_string(line);
+    text += "] ";
   } else {
     text += " ";
   }
