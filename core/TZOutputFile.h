@@ -1,9 +1,12 @@
 // The output file of a file job: shared between the caller's thread, which starts the job,
-// and the worker, which appends each result, so every access is locked.
+// and the worker, which appends each result, so every access is locked. Writes are
+// buffered; close() puts everything in the file, so a job closes its file before it reports
+// its end.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <mutex>
 #include <string>
 
@@ -17,12 +20,11 @@ class TZOutputFile {
   // Removes whatever is at path, creates an empty file there and opens it for writing.
   // A path that cannot be written leaves the file closed; later appends then do nothing.
   void restart(const std::string& path);
-  // Writes bytes at the end of the file; nothing when it is closed. Each append reaches the
-  // file at once, so a reader woken by the job's completion sees every byte.
+  // Writes bytes at the end of the file; nothing when it is closed.
   void append(const uint8_t* data, size_t size);
   void close();
 
  private:
   std::mutex mutex_;
-  int fd_ = -1;
+  std::FILE* file_ = nullptr;
 };

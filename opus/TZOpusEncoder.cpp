@@ -182,6 +182,8 @@ void TZOpusEncoder::encodeThread() {
         idle = true;
         TZLogManager::logLevel(1, "-[TZOpusEncoder encodeThread]", 65, "opus stream is empty");
         if (f.isEncodeFile.exchange(false)) {
+          // The file is complete and closed before anyone is told about it.
+          f.fileHandle.close();
           // The job's own callback and path are taken now, so a job started from the callback
           // cannot be confused with this one.
           if (auto completion = std::exchange(f.convertBlock, nullptr)) {
@@ -191,7 +193,6 @@ void TZOpusEncoder::encodeThread() {
                   if (self && !self->fields_->isStop) completion(&path, nullptr);
                 });
           }
-          f.fileHandle.close();
         }
       }
     }
