@@ -139,9 +139,17 @@ class JobInput {
   std::string temporary_;
 };
 
-struct PacketCollector : TZOpusEncoderDelegate {
-  explicit PacketCollector(bool keep) : keep(keep) {}
+// What a codec object delivers: counts and sizes of its results and errors, and the results
+// themselves when asked to keep them.
+struct Collector : TZOpusEncoderDelegate, TZOpusDecoderDelegate {
+  explicit Collector(bool keep) : keep(keep) {}
   void opusEncoder(TZOpusEncoder&, const TZBytes* Data, const TZError* error) override {
+    take(Data, error);
+  }
+  void opusDecoder(TZOpusDecoder&, const TZBytes* Data, const TZError* error) override {
+    take(Data, error);
+  }
+  void take(const TZBytes* Data, const TZError* error) {
     if (error != nullptr) {
       errors++;
       lastError = *error;
@@ -157,22 +165,6 @@ struct PacketCollector : TZOpusEncoderDelegate {
   size_t errors = 0;
   TZError lastError;
   std::vector<TZBytes> packets;
-};
-
-struct PcmCollector : TZOpusDecoderDelegate {
-  void opusDecoder(TZOpusDecoder&, const TZBytes* Data, const TZError* error) override {
-    if (error != nullptr) {
-      errors++;
-      lastError = *error;
-      return;
-    }
-    count++;
-    bytes += Data->size();
-  }
-  size_t count = 0;
-  uintmax_t bytes = 0;
-  size_t errors = 0;
-  TZError lastError;
 };
 
 // The records of a framed stream: how many, or why the stream is malformed.
@@ -222,7 +214,7 @@ int runOpusEncode(const ToolArgs& args) {
   if (!encoder) return failAndRemove(options.output, "opus-encode: Opus refuses this format");
   // With --framed the packets are taken from the delegate: the file job writes them back to
   // back without their lengths, so its output cannot be cut into packets again.
-  const auto collector = std::make_shared<PacketCollector>(options.framed);
+  const auto collector = std::make_shared<Collector>(options.framed);
   encoder->setDelegate(collector);
   bool completed = false;
   std::optional<TZError> failure;
@@ -270,7 +262,7 @@ int runOpusDecode(const ToolArgs& args) {
   // smallest whole record (a header and one byte) lets it cut every record of the file.
   format->setDataSize(options.noHeader ? *options.dataSize
                                        : static_cast<int>(kRecordHeaderBytes) + 1);
-  const auto collector = std::make_shared<PcmCollector>();
+  const auto collector = std::make_shared<Collector>(false);
   auto decoder = TZOpusDecoder::initDecoder(format, collector);
   if (!decoder) return failAndRemove(options.output, "opus-decode: Opus refuses this format");
   std::optional<TZError> failure;
