@@ -2,10 +2,6 @@
 # with the library's common usage requirements plus the given libraries.
 function(kestrune_part name)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
-  if(NOT sources)  # a part still being written
-    add_library(${name} INTERFACE)
-    return()
-  endif()
   add_library(${name} OBJECT ${sources})
   target_link_libraries(${name} PUBLIC kestrune_common ${ARGN})
 endfunction()
@@ -14,9 +10,6 @@ endfunction()
 # folder, registered test by test with CTest.
 function(kestrune_test_suite name)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
-  if(NOT sources)
-    return()
-  endif()
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE ${ARGN} GTest::gtest GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE
