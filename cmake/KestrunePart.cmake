@@ -12,9 +12,7 @@ function(kestrune_test_suite name)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE ${ARGN} GTest::gtest GTest::gtest_main)
-  target_compile_definitions(${name} PRIVATE
-    KESTRUNE_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data"
-    KESTRUNE_SAMPLE_DIR="${PROJECT_SOURCE_DIR}/data")
+  target_compile_definitions(${name} PRIVATE KESTRUNE_SAMPLE_DIR="${PROJECT_SOURCE_DIR}/data")
   # Whatever a test does not redirect itself lands in the build tree, never in the user's
   # own Documents folder.
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300
