@@ -180,7 +180,6 @@ void TZOpusEncoder::encodeThread() {
       std::lock_guard<std::mutex> guard(f.mutex);
       if (f.stack.isEmpty()) {
         idle = true;
-        TZLogManager::logLevel(1, "-[TZOpusEncoder encodeThread]", 65, "opus stream is empty");
         if (f.isEncodeFile.exchange(false)) {
           // The file is complete and closed before anyone is told about it.
           f.fileHandle.close();
@@ -197,6 +196,8 @@ void TZOpusEncoder::encodeThread() {
       }
     }
     if (idle) {
+      // Logged outside the lock: the log line may be appended to a file.
+      TZLogManager::logLevel(1, "-[TZOpusEncoder encodeThread]", 65, "opus stream is empty");
       f.worker.wait();
       continue;
     }

@@ -31,16 +31,6 @@ struct SpeexPcmCollector : TZSpeexDelegate {
   size_t frames = 0;
 };
 
-// Why the input cannot be decoded, or nothing when it can be opened for reading.
-std::optional<std::string> inputProblem(const std::string& input) {
-  std::error_code error;
-  if (!fs::exists(input, error)) return input + ": no such file";
-  if (fs::is_directory(input, error)) return input + ": is a directory";
-  if (!std::ifstream(input, std::ios::binary))
-    return input + ": cannot be read: " + std::strerror(errno);
-  return std::nullopt;
-}
-
 }  // namespace
 
 std::optional<size_t> speexDecodeToFile(const std::string& input, const std::string& output) {

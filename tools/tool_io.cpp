@@ -9,8 +9,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 
+#include "core/TZFiles.h"
 #include "kestrune/TZLogManager.h"
 #include "kestrune/TZPlatform.h"
 #include "tools/wav.h"
@@ -38,26 +38,22 @@ bool prepareJobOutput(const std::string& input, const std::string& output) {
   return true;
 }
 
-std::optional<TZBytes> readInputFile(const std::string& path) {
+std::optional<std::string> inputProblem(const std::string& path) {
   std::error_code error;
-  if (!std::filesystem::exists(path, error)) {
-    toolFail(path + ": no such file");
+  if (!std::filesystem::exists(path, error)) return path + ": no such file";
+  if (std::filesystem::is_directory(path, error)) return path + ": is a directory";
+  if (!std::ifstream(path, std::ios::binary))
+    return path + ": cannot be read: " + std::strerror(errno);
+  return std::nullopt;
+}
+
+std::optional<TZBytes> readInputFile(const std::string& path) {
+  if (const auto problem = inputProblem(path)) {
+    toolFail(*problem);
     return std::nullopt;
   }
-  if (std::filesystem::is_directory(path, error)) {
-    toolFail(path + ": is a directory");
-    return std::nullopt;
-  }
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    toolFail(path + ": cannot be read: " + std::strerror(errno));
-    return std::nullopt;
-  }
-  TZBytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) {
-    toolFail(path + ": read error");
-    return std::nullopt;
-  }
+  auto bytes = TZReadWholeFile(path);
+  if (!bytes) toolFail(path + ": read error");
   return bytes;
 }
 

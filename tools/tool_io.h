@@ -23,6 +23,9 @@ int failAndRemove(const std::string& output, const std::string& message);
 // it could log reaches the tool through a delegate or a callback and is reported there.
 bool prepareJobOutput(const std::string& input, const std::string& output);
 
+// Why a file cannot be read (missing, a directory, no permission), or nothing when it can.
+std::optional<std::string> inputProblem(const std::string& path);
+
 // Reads a whole file; on failure prints why and returns nothing.
 std::optional<TZBytes> readInputFile(const std::string& path);
 

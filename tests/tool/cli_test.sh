@@ -29,6 +29,16 @@ contains() {
   fi
 }
 
+# size_multiple FILE N DESCRIPTION: FILE is not empty and its size is a multiple of N.
+size_multiple() {
+  checks=$((checks + 1))
+  local size
+  size=$(stat -c %s "$1" 2>/dev/null || echo 0)
+  if [ "$size" = 0 ] || [ $((size % $2)) != 0 ]; then
+    echo "FAIL: $3: $size bytes"; failures=$((failures + 1))
+  fi
+}
+
 expect 0 "version" -- "$tool" --version
 contains "$work/out" "Kestrune 1.1.0" "version line"
 expect 2 "no arguments" -- "$tool"
