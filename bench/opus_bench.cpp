@@ -65,7 +65,7 @@ std::vector<TZBytes> encodeDirectly(const std::string& input, const std::string&
   TZBytes pcm = readAll(input);
   pcm.resize(pcm.size() + pcm.size() % kFrameSize, 0);
   int error = 0;
-  OpusEncoder* encoder = opus_encoder_create(kRate, 1, OPUS_APPLICATION_VOIP, &error);
+  OpusEncoder* encoder = opus_encoder_create(kRate, 1, 2049 /* OPUS_APPLICATION_AUDIO */, &error);
   std::FILE* file = std::fopen(output.c_str(), "wb");
   std::vector<TZBytes> packets;
   std::vector<opus_int16> frame(kFrameSize);

@@ -38,8 +38,11 @@ void TZMainQueue::post(Task task) {
   {
     std::lock_guard<std::mutex> guard(state().mutex);
     if (!state().dispatcher) {
+      // A host waits only on an empty queue, so only the first task of a batch wakes it;
+      // the rest are run in the same drain.
+      const bool wasEmpty = state().tasks.empty();
       state().tasks.push_back(std::move(task));
-      state().posted.notify_all();
+      if (wasEmpty) state().posted.notify_all();
       return;
     }
     dispatcher = state().dispatcher;

@@ -19,6 +19,13 @@ std::optional<TZBytes> TZOpusDecoder::data(std::span<const uint8_t> D, int64_t R
 
 int64_t TZOpusDecoder::dataToInt(const TZBytes* data) {
   if (data == nullptr) return 0;
+  // Up to six bytes the digit-by-digit double sum below is exact, so it equals the bytes read
+  // as one big-endian number: the common case, every record header, takes that short way.
+  if (data->size() <= 6) {
+    int64_t value = 0;
+    for (const uint8_t byte : *data) value = (value << 8) | byte;
+    return value;
+  }
   // The value of the bytes' hexadecimal text (dataChangeToString), summed digit by digit in
   // double precision with powers of 16: exact for up to 13 bytes, which covers the 4-byte
   // header. The digits are taken from the nibbles directly rather than from the text.

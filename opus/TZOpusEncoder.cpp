@@ -22,6 +22,10 @@ namespace {
 
 // The most bytes opus_encode may write for one packet.
 constexpr opus_int32 kMaxPacketBytes = 96000;
+// The application the device's stream is encoded with. libopus names 2049
+// OPUS_APPLICATION_AUDIO (OPUS_APPLICATION_VOIP is 2048); the number is what matters here,
+// since every packet's payload depends on it.
+constexpr int kOpusApplication = 2049;
 // The longest frame Opus encodes, per channel: 120 ms at 48 kHz.
 constexpr int32_t kMaxFrameSamples = 5760;
 constexpr const char* kMissingFile = "pcm file is not exist.";
@@ -65,8 +69,7 @@ std::shared_ptr<TZOpusEncoder> TZOpusEncoder::initFormat(
   int error = OPUS_BAD_ARG;
   OpusEncoder* coder = nullptr;
   if (format)
-    coder = opus_encoder_create(format->sampleRate(), format->channels(), OPUS_APPLICATION_VOIP,
-                                &error);
+    coder = opus_encoder_create(format->sampleRate(), format->channels(), kOpusApplication, &error);
   if (error != OPUS_OK || coder == nullptr) {
     TZLogManager::logLevel(4, "-[TZOpusEncoder initFormat:delegate:]", 46,
                            "opus_encoder_create error:%s", opus_strerror(error));

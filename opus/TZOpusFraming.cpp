@@ -1,5 +1,6 @@
 #include "opus/TZOpusFraming.h"
 
+#include <algorithm>
 #include <optional>
 #include <span>
 
@@ -64,6 +65,49 @@ void TZOpusCutRecords(TZBytes& buffer, const TZOpusFormat& format,
     buffer.erase(buffer.begin() + static_cast<std::ptrdiff_t>(begin + size), buffer.end());
     buffer.erase(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(begin));
   }
+}
+
+TZOpusRecordWalk TZOpusWalkRecords(std::span<const uint8_t> stream, const TZOpusFormat& format) {
+  TZOpusRecordWalk walk;
+  const auto at = [&] { return "the record at byte " + std::to_string(walk.wholeBytes); };
+  while (walk.wholeBytes < stream.size()) {
+    const size_t remaining = stream.size() - walk.wholeBytes;
+    size_t recordBytes = 0;
+    if (!format.hasDataHeader()) {
+      recordBytes = static_cast<size_t>(std::max(format.dataSize(), 0));
+      if (recordBytes == 0) {
+        walk.why = "records of " + std::to_string(format.dataSize()) + " bytes cut nothing";
+        break;
+      }
+      if (remaining < recordBytes) {
+        walk.why = at() + " is " + std::to_string(remaining) + " of " +
+                   std::to_string(recordBytes) + " bytes";
+        break;
+      }
+    } else {
+      if (remaining < kOpusRecordHeaderSize) {
+        walk.why = at() + " has no complete header";
+        break;
+      }
+      const auto header = TZOpusDecoder::data(stream, static_cast<int64_t>(walk.wholeBytes), 4);
+      const auto length =
+          static_cast<int32_t>(TZOpusDecoder::dataToInt(header ? &*header : nullptr));
+      if (length < 1) {
+        walk.why = at() + " announces a packet of " + std::to_string(length) + " bytes";
+        break;
+      }
+      recordBytes = kOpusRecordHeaderSize + static_cast<size_t>(length);
+      if (remaining < recordBytes) {
+        walk.why = at() + " announces " + std::to_string(length) + " bytes of packet but only " +
+                   std::to_string(remaining - kOpusRecordHeaderSize) + " follow";
+        break;
+      }
+    }
+    walk.wholeBytes += recordBytes;
+    ++walk.records;
+  }
+  walk.leftOver = stream.size() - walk.wholeBytes;
+  return walk;
 }
 
 TZBytes TZOpusFrameRecords(const std::vector<TZBytes>& packets, uint8_t reservedByte) {

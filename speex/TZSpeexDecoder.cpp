@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <mutex>
 #include <utility>
 
@@ -23,6 +24,31 @@ constexpr size_t kFrameSamples = 320;  // 20 ms at 16 kHz
 constexpr size_t kBitBufferSize = 1048;
 constexpr int kBitBufferDeclaredSize = 400;
 constexpr const char* kMissingFileText = "Speex file is not exist.";
+
+// One frame through libspeex's wideband decoder, with the result speex_decode_int gives on
+// every frame libspeex decodes in full. speex_decode_int itself decodes into a float frame on
+// its own stack that it never clears, and for some corrupt frames libspeex returns 0 without
+// writing every sample, so the PCM would depend on leftover stack contents. Here the float
+// frame starts zeroed and is converted with speex_decode_int's own clipping and rounding
+// (floor(0.5 + x) in double). On an error pcm is left as it is, as speex_decode_int leaves it.
+int decodeFrame(void* decoder, SpeexBits& bits, spx_int16_t (&pcm)[kFrameSamples]) {
+  // As large as speex_decode_int's own frame (libspeex's MAX_IN_SAMPLES, 640).
+  float samples[2 * kFrameSamples] = {};
+  const int result = speex_decode(decoder, &bits, samples);
+  if (result != 0) return result;
+  for (size_t i = 0; i < kFrameSamples; ++i) {
+    const float x = samples[i];
+    if (x > 32767.f)
+      pcm[i] = 32767;
+    else if (x < -32768.f)
+      pcm[i] = -32768;
+    else if (std::isnan(x))
+      pcm[i] = 0;  // what x86 makes of a NaN cast to 16 bits; a cast would be undefined here
+    else
+      pcm[i] = static_cast<spx_int16_t>(std::floor(0.5 + static_cast<double>(x)));
+  }
+  return 0;
+}
 
 }  // namespace
 
@@ -176,10 +202,9 @@ void TZSpeexDecoder::State::decode(const std::weak_ptr<TZSpeexDecoder>& self, co
   std::copy_n(frame.begin(), length, bitBuffer);
   bits.nbBits = static_cast<int>(8 * length);
 
-  // libspeex leaves the samples untouched when it reports an error, and the frame goes out
-  // all the same: it starts as silence.
+  // A frame libspeex reports as an error goes out all the same, as silence.
   spx_int16_t pcm[kFrameSamples] = {};
-  const int result = speex_decode_int(decoder, &bits, pcm);
+  const int result = decodeFrame(decoder, bits, pcm);
   if (result != 0)
     TZLogManager::logLevel(3, "-[TZSpeexDecoder start]", 118, "speex decode error:%d", result);
 

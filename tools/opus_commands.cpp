@@ -15,6 +15,7 @@
 #include "kestrune/TZPlatform.h"
 #include "opus/TZOpusFraming.h"
 #include "tools/commands.h"
+#include "tools/decoded_sink.h"
 #include "tools/tool_io.h"
 
 namespace {
@@ -22,7 +23,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kUsageStatus = 2;
-constexpr size_t kRecordHeaderBytes = 8;
 
 struct OpusOptions {
   std::string input;
@@ -139,17 +139,11 @@ class JobInput {
   std::string temporary_;
 };
 
-// What a codec object delivers: counts and sizes of its results and errors, and the results
+// What the encoder delivers: counts and sizes of its packets and errors, and the packets
 // themselves when asked to keep them.
-struct Collector : TZOpusEncoderDelegate, TZOpusDecoderDelegate {
+struct Collector : TZOpusEncoderDelegate {
   explicit Collector(bool keep) : keep(keep) {}
   void opusEncoder(TZOpusEncoder&, const TZBytes* Data, const TZError* error) override {
-    take(Data, error);
-  }
-  void opusDecoder(TZOpusDecoder&, const TZBytes* Data, const TZError* error) override {
-    take(Data, error);
-  }
-  void take(const TZBytes* Data, const TZError* error) {
     if (error != nullptr) {
       errors++;
       lastError = *error;
@@ -166,38 +160,6 @@ struct Collector : TZOpusEncoderDelegate, TZOpusDecoderDelegate {
   TZError lastError;
   std::vector<TZBytes> packets;
 };
-
-// The records of a framed stream: how many, or why the stream is malformed.
-std::optional<size_t> countRecords(const OpusOptions& options, const TZBytes& stream,
-                                   std::string* why) {
-  if (options.noHeader) {
-    const auto size = static_cast<size_t>(*options.dataSize);
-    if (stream.size() % size == 0) return stream.size() / size;
-    *why = std::to_string(stream.size()) + " bytes are not a whole number of " +
-           std::to_string(size) + "-byte records";
-    return std::nullopt;
-  }
-  size_t records = 0;
-  for (size_t offset = 0; offset < stream.size(); ++records) {
-    const std::string at = "the record at byte " + std::to_string(offset);
-    if (stream.size() - offset < kRecordHeaderBytes) {
-      *why = at + " has no complete header";
-      return std::nullopt;
-    }
-    const auto header = TZOpusDecoder::data(stream, static_cast<int64_t>(offset), 4);
-    const auto length = static_cast<int32_t>(TZOpusDecoder::dataToInt(header ? &*header : nullptr));
-    if (length < 1) {
-      *why = at + " announces a packet of " + std::to_string(length) + " bytes";
-      return std::nullopt;
-    }
-    if (stream.size() - offset - kRecordHeaderBytes < static_cast<size_t>(length)) {
-      *why = at + " is cut short";
-      return std::nullopt;
-    }
-    offset += kRecordHeaderBytes + static_cast<size_t>(length);
-  }
-  return records;
-}
 
 }  // namespace
 
@@ -224,7 +186,7 @@ int runOpusEncode(const ToolArgs& args) {
                             if (error != nullptr) failure = *error;
                           });
   if (failure) return failAndRemove(options.output, options.input + ": " + failure->domain);
-  drainWorker(*encoder, "encoding", "packets", collector->count);
+  drainWorker(*encoder, "encoding", "packets", [&] { return collector->count; });
   encoder.reset();
 
   if (collector->errors > 0)
@@ -251,41 +213,41 @@ int runOpusDecode(const ToolArgs& args) {
   if (const auto status = parseOptions("opus-decode", args, false, options)) return *status;
   const auto stream = readInputFile(options.input);
   if (!stream) return 1;
-  std::string why;
-  const auto records = countRecords(options, *stream, &why);
-  if (!records) return toolFail(options.input + ": malformed Opus stream: " + why);
-  if (!prepareJobOutput(options.input, options.output)) return 1;
 
   auto format = formatOf(options);
   format->setHasDataHeader(!options.noHeader);
-  // With headers the decoder cuts a record only once dataSize bytes are buffered; the
-  // smallest whole record (a header and one byte) lets it cut every record of the file.
+  // With headers the decoder cuts a record once dataSize bytes are buffered; the smallest
+  // whole record (a header and one byte) lets it cut every record of the stream, the short
+  // ones at its end included.
   format->setDataSize(options.noHeader ? *options.dataSize
-                                       : static_cast<int>(kRecordHeaderBytes) + 1);
-  const auto collector = std::make_shared<Collector>(false);
-  auto decoder = TZOpusDecoder::initDecoder(format, collector);
+                                       : static_cast<int>(kOpusRecordHeaderSize) + 1);
+  // Only the whole records are fed: a recording cut short decodes up to its last whole record.
+  const auto walk = TZOpusWalkRecords(*stream, *format);
+  if (walk.records == 0) return toolFail(options.input + ": no complete Opus record: " + walk.why);
+  if (!prepareJobOutput(options.input, options.output)) return 1;
+
+  const auto sink = DecodedSink::open(options.output);
+  if (!sink) return 1;
+  auto decoder = TZOpusDecoder::initDecoder(format, sink);
   if (!decoder) return failAndRemove(options.output, "opus-decode: Opus refuses this format");
-  std::optional<TZError> failure;
-  decoder->opusDecodeFile(options.input, &options.output,
-                          [&](const std::string*, const TZError* error) {
-                            if (error != nullptr) failure = *error;
-                          });
-  if (failure) return failAndRemove(options.output, options.input + ": " + failure->domain);
-  drainWorker(*decoder, "decoding", "packets", collector->count);
+  decoder->opusDecoderInputData(std::span(*stream).first(walk.wholeBytes));
+  drainWorker(*decoder, "decoding", "packets", [&] { return sink->blocks(); });
   decoder.reset();
 
-  if (collector->errors > 0)
+  if (!sink->close()) return failAndRemove(options.output, options.output + ": not written");
+  if (sink->errors() > 0)
     return failAndRemove(options.output,
-                         std::to_string(collector->errors) +
-                             " packet(s) could not be decoded: " + collector->lastError.domain +
-                             " " + std::to_string(collector->lastError.code));
-  if (collector->count != *records)
-    return failAndRemove(options.output, "opus-decode: " + std::to_string(collector->count) +
-                                             " of " + std::to_string(*records) +
+                         std::to_string(sink->errors()) +
+                             " packet(s) could not be decoded: " + sink->lastError().domain + " " +
+                             std::to_string(sink->lastError().code));
+  if (sink->blocks() != walk.records)
+    return failAndRemove(options.output, "opus-decode: " + std::to_string(sink->blocks()) + " of " +
+                                             std::to_string(walk.records) +
                                              " packets were decoded");
-  if (!sizeIs(options.output, collector->bytes))
-    return failAndRemove(options.output, options.output + ": write error");
-  std::cout << "opus-decode: " << collector->count << " packets, " << collector->bytes
+  if (walk.leftOver > 0)
+    std::cerr << "kestrune: warning: " << options.input << ": the last " << walk.leftOver
+              << " bytes are not a whole record and were ignored (" << walk.why << ")\n";
+  std::cout << "opus-decode: " << sink->blocks() << " packets, " << sink->bytes()
             << " bytes of PCM -> " << options.output << "\n";
   return 0;
 }

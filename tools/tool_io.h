@@ -45,14 +45,20 @@ std::optional<int> parseInt(const std::string& text);
 bool showProgress();
 
 // Runs a codec object's deliveries on this thread until its worker has drained the job,
-// showing a count on a terminal. Waiting for idle ends every job, also one that queued
+// showing count() on a terminal. Waiting for idle ends every job, also one that queued
 // nothing or never reports its end.
+// Deliveries are run every few milliseconds, so only a few of them wait at any time.
 template <class Codec, class Count>
 void drainWorker(Codec& codec, const char* what, const char* unit, const Count& count) {
-  while (!codec.waitUntilIdle(std::chrono::milliseconds(200))) {
+  const bool progress = showProgress();
+  auto shown = std::chrono::steady_clock::now();
+  while (!codec.waitUntilIdle(std::chrono::milliseconds(5))) {
     TZMainQueue::runPending();
-    if (showProgress()) std::cerr << "\r" << what << ": " << count << " " << unit << std::flush;
+    if (progress && std::chrono::steady_clock::now() - shown > std::chrono::milliseconds(200)) {
+      shown = std::chrono::steady_clock::now();
+      std::cerr << "\r" << what << ": " << count() << " " << unit << std::flush;
+    }
   }
   TZMainQueue::runPending();
-  if (showProgress()) std::cerr << "\r" << what << ": " << count << " " << unit << "\n";
+  if (progress) std::cerr << "\r" << what << ": " << count() << " " << unit << "\n";
 }

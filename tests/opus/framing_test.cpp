@@ -67,4 +67,31 @@ TEST(OpusFramingCut, CutsWhileDataSizeBytesAreBuffered) {
   }
 }
 
+TEST(OpusFramingWalk, WholeRecordsEndAtTheFirstThatIsNot) {
+  const TZBytes two = TZOpusFrameRecords({TZBytes(5, 1), TZBytes(7, 2)});  // 13 + 15 bytes
+  const auto with = [](TZBytes head, std::initializer_list<uint8_t> tail) {
+    head.insert(head.end(), tail);
+    return head;
+  };
+  const std::tuple<bool, int32_t, TZBytes, size_t, size_t> cases[] = {
+      {true, 9, two, 2, 28},
+      {true, 9, TZBytes(two.begin(), two.end() - 1), 1, 13},        // last packet one byte short
+      {true, 9, with(two, {0, 0, 0}), 2, 28},                       // a header cut short
+      {true, 9, with(two, {0, 0, 0, 0, 0, 0, 0, 0, 7}), 2, 28},     // announces 0 bytes
+      {true, 9, with(two, {0xFF, 0, 0, 1, 0, 0, 0, 0, 7}), 2, 28},  // announces a negative length
+      {false, 10, TZBytes(43, 0), 4, 40},                           // 3 stray bytes
+      {false, 0, two, 0, 0}};
+  for (size_t i = 0; i < std::size(cases); ++i) {
+    const auto& [hasDataHeader, dataSize, stream, records, wholeBytes] = cases[i];
+    TZOpusFormat format;
+    format.setHasDataHeader(hasDataHeader);
+    format.setDataSize(dataSize);
+    const TZOpusRecordWalk walk = TZOpusWalkRecords(stream, format);
+    EXPECT_EQ(std::tie(walk.records, walk.wholeBytes), std::tie(records, wholeBytes))
+        << "case " << i;
+    EXPECT_EQ(walk.leftOver, stream.size() - wholeBytes) << "case " << i;
+    EXPECT_EQ(walk.why.empty(), walk.leftOver == 0) << "case " << i;
+  }
+}
+
 }  // namespace opus_test

@@ -36,11 +36,12 @@ inline TZBytes concat(const std::vector<TZBytes>& parts) {
   return all;
 }
 
-// The encoder's calls: each chunk starts a zeroed frame of chunk-size samples per channel.
+// The encoder's calls: application 2049 (libopus's OPUS_APPLICATION_AUDIO), each chunk at the
+// start of a zeroed frame of chunk-size samples per channel.
 inline std::vector<TZBytes> directEncode(const std::vector<TZBytes>& chunks, int rate = 16000,
                                          int channels = 1) {
   int error = 0;
-  OpusEncoder* encoder = opus_encoder_create(rate, channels, OPUS_APPLICATION_VOIP, &error);
+  OpusEncoder* encoder = opus_encoder_create(rate, channels, 2049, &error);
   std::vector<TZBytes> packets;
   std::vector<unsigned char> out(96000);
   for (const auto& chunk : chunks) {

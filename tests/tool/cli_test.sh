@@ -2,6 +2,7 @@
 # Runs the kestrune tool the way a user does and checks exit statuses, messages and outputs.
 set -u
 tool=$1
+pad_records=$2  # pads Opus packets to one size (fixed-size records)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export KESTRUNE_DOCUMENTS_DIR="$work/documents"
@@ -37,6 +38,22 @@ size_multiple() {
   if [ "$size" = 0 ] || [ $((size % $2)) != 0 ]; then
     echo "FAIL: $3: $size bytes"; failures=$((failures + 1))
   fi
+}
+
+# size_is FILE N DESCRIPTION: FILE holds exactly N bytes.
+size_is() {
+  checks=$((checks + 1))
+  local size
+  size=$(stat -c %s "$1" 2>/dev/null || echo missing)
+  if [ "$size" != "$2" ]; then
+    echo "FAIL: $3: $size bytes, expected $2"; failures=$((failures + 1))
+  fi
+}
+
+# absent FILE DESCRIPTION: FILE does not exist.
+absent() {
+  checks=$((checks + 1))
+  if [ -e "$1" ]; then echo "FAIL: $2: $1 exists"; failures=$((failures + 1)); fi
 }
 
 expect 0 "version" -- "$tool" --version
