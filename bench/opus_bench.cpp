@@ -19,7 +19,7 @@
 #include "kestrune/TZOpusDecoder.h"
 #include "kestrune/TZOpusEncoder.h"
 #include "kestrune/TZPlatform.h"
-#include "opus/TZOpusFraming.h"
+#include "kestrune/TZOpusRecords.h"
 
 namespace {
 

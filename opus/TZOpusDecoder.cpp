@@ -4,17 +4,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <mutex>
 #include <optional>
 #include <utility>
 #include <vector>
 
+#include "core/TZCodecEngine.h"
 #include "core/TZFiles.h"
-#include "core/TZOutputFile.h"
-#include "core/TZWorker.h"
 #include "kestrune/TZLogManager.h"
-#include "kestrune/TZMainQueue.h"
 #include "kestrune/TZPlatform.h"
-#include "kestrune/TZThreadSafeStack.h"
 #include "opus/TZOpusFraming.h"
 
 namespace {
@@ -25,13 +23,10 @@ constexpr const char* kMissingFile = "opus file is not exist.";
 
 }  // namespace
 
-struct TZOpusDecoder::Fields {
-  TZWorker worker;
-  TZThreadSafeStack stack;  // Opus packets waiting for the worker
-  std::atomic<bool> isStop{false};
+struct TZOpusDecoder::Impl {
+  TZOpusDecoder& self;
+  TZCodecEngine engine;  // worker, queue of Opus packets, stop flag, output file
   std::atomic<bool> isDecodeFile{false};
-  TZOutputFile fileHandle;
-  std::mutex lifecycle;  // serialises release and destruction
 
   // resetOpusFramet replaces the coder while the worker may be decoding with it.
   std::mutex coderMutex;
@@ -47,14 +42,26 @@ struct TZOpusDecoder::Fields {
   std::weak_ptr<TZOpusDecoderDelegate> delegate;
 
   std::vector<opus_int16> samples;  // the worker's decode buffer, reused from packet to packet
+
+  explicit Impl(TZOpusDecoder& owner) : self(owner) {}
+  std::shared_ptr<TZOpusFormat> format() const {
+    std::lock_guard<std::mutex> guard(mutex);
+    return opusFormat;
+  }
+  // Cuts and queues the packets of data, then releases the lock and wakes the worker.
+  void queuePackets(std::unique_lock<std::mutex> lock, std::span<const uint8_t> data);
+  void decodePacket(const TZBytes& packet);
+  void onIdle();
+  void deliver(std::shared_ptr<const TZBytes> pcm, std::shared_ptr<const TZError> error);
+  void release();
 };
 
-TZOpusDecoder::TZOpusDecoder(std::unique_ptr<Fields> fields) : fields_(std::move(fields)) {}
+TZOpusDecoder::TZOpusDecoder() : impl_(std::make_unique<Impl>(*this)) {}
 
 TZOpusDecoder::~TZOpusDecoder() {
   TZLogManager::logLevel(1, "-[TZOpusDecoder dealloc]", 194, "TZOpusDecoder dealloc:%s",
                          TZDescribe("TZOpusDecoder", this).c_str());
-  stopWorker();
+  impl_->release();
 }
 
 std::shared_ptr<TZOpusDecoder> TZOpusDecoder::initDecoder(
@@ -67,39 +74,39 @@ std::shared_ptr<TZOpusDecoder> TZOpusDecoder::initDecoder(
                            "opus_decoder_create error:%s", opus_strerror(error));
     return nullptr;
   }
-  auto fields = std::make_unique<Fields>();
-  fields->decoder = coder;
-  fields->coderChannels = format->channels();
-  fields->opusFormat = std::move(format);
-  fields->delegate = std::move(delegate);
-  fields->outputPath = TZPlatform::documentsPath("opusToPcm.pcm");
-  std::shared_ptr<TZOpusDecoder> decoder(new TZOpusDecoder(std::move(fields)));
-  // The worker refers to its decoder by a plain pointer, never owning it: destruction joins
-  // the worker before anything it uses goes away.
-  decoder->fields_->worker.start([raw = decoder.get()] { raw->decodeThread(); });
+  std::shared_ptr<TZOpusDecoder> decoder(new TZOpusDecoder());
+  Impl& impl = *decoder->impl_;
+  impl.decoder = coder;
+  impl.coderChannels = format->channels();
+  impl.opusFormat = std::move(format);
+  impl.delegate = std::move(delegate);
+  impl.outputPath = TZPlatform::documentsPath("opusToPcm.pcm");
+  impl.engine.start(
+      decoder, [&impl](const TZBytes& packet) { impl.decodePacket(packet); },
+      [&impl] { impl.onIdle(); });
   return decoder;
 }
 
 void TZOpusDecoder::opusDecoderInputData(std::span<const uint8_t> data) {
-  std::unique_lock<std::mutex> lock(fields_->mutex);
-  if (fields_->isStop) return;  // a released decoder has no worker left to drain the queue
-  queuePackets(std::move(lock), data);
+  std::unique_lock<std::mutex> lock(impl_->mutex);
+  if (impl_->engine.stopped()) return;  // a released decoder has no worker to drain the queue
+  impl_->queuePackets(std::move(lock), data);
 }
 
-void TZOpusDecoder::queuePackets(std::unique_lock<std::mutex> lock, std::span<const uint8_t> data) {
-  Fields& f = *fields_;
-  f.opusData.insert(f.opusData.end(), data.begin(), data.end());
-  TZOpusCutRecords(f.opusData, *f.opusFormat, [&f](TZBytes&& packet) {
-    f.stack.push(std::make_shared<TZBytes>(std::move(packet)));
+void TZOpusDecoder::Impl::queuePackets(std::unique_lock<std::mutex> lock,
+                                       std::span<const uint8_t> data) {
+  opusData.insert(opusData.end(), data.begin(), data.end());
+  TZOpusCutRecords(opusData, *opusFormat, [this](TZBytes&& packet) {
+    engine.push(std::make_shared<TZBytes>(std::move(packet)));
   });
-  const bool queued = !f.stack.isEmpty();
+  const bool queued = !engine.isEmpty();
   lock.unlock();
-  if (queued) f.worker.signal();
+  if (queued) engine.signal();
 }
 
 void TZOpusDecoder::opusDecodeFile(const std::string& path, const std::string* outPut,
                                    TZCompletion Resoult) {
-  Fields& f = *fields_;
+  Impl& impl = *impl_;
   // A file that exists but cannot be read is reported like a missing one.
   std::optional<TZBytes> records;
   if (TZFileExists(path)) records = TZReadWholeFile(path);
@@ -114,102 +121,84 @@ void TZOpusDecoder::opusDecodeFile(const std::string& path, const std::string* o
   }
   // The callback of a job that starts is not kept: a decoding job reports no end of its own.
   // The host learns of it from the deliveries stopping, or from waitUntilIdle.
-  std::unique_lock<std::mutex> lock(f.mutex);
-  if (f.isStop) return;
-  if (outPut != nullptr) f.outputPath = *outPut;
-  f.fileHandle.restart(f.outputPath);
-  f.isDecodeFile = true;
+  std::unique_lock<std::mutex> lock(impl.mutex);
+  if (impl.engine.stopped()) return;
+  if (outPut != nullptr) impl.outputPath = *outPut;
+  impl.engine.outputFile().restart(impl.outputPath);
+  impl.isDecodeFile = true;
   // Queued under the lock in which the worker decides that a job has ended, so a worker that
   // is already awake cannot find the queue empty half-way through the file.
-  queuePackets(std::move(lock), *records);
+  impl.queuePackets(std::move(lock), *records);
 }
 
 void TZOpusDecoder::resetOpusFramet(std::shared_ptr<TZOpusFormat> format) {
-  Fields& f = *fields_;
+  Impl& impl = *impl_;
   if (!format) {  // nothing to create a coder from; the decoder stays as it is
     TZLogManager::logLevel(4, "-[TZOpusDecoder resetOpusFramet:]", 134,
                            "opus_decoder_create error:%s", opus_strerror(OPUS_BAD_ARG));
     return;
   }
   {
-    std::lock_guard<std::mutex> guard(f.mutex);
-    f.opusFormat = format;
-    f.stack.clear();
-    f.isDecodeFile = false;  // the job ends; its file stays open until the next job or release
+    std::lock_guard<std::mutex> guard(impl.mutex);
+    impl.opusFormat = format;
+    impl.engine.clear();
+    impl.isDecodeFile = false;  // the job ends; its file stays open until the next job or release
   }
-  std::lock_guard<std::mutex> coderGuard(f.coderMutex);
-  if (f.decoder != nullptr) opus_decoder_destroy(f.decoder);
+  std::lock_guard<std::mutex> coderGuard(impl.coderMutex);
+  if (impl.engine.stopped()) return;  // released: the coder is gone for good
+  if (impl.decoder != nullptr) opus_decoder_destroy(impl.decoder);
   int error = OPUS_OK;
-  f.decoder = opus_decoder_create(format->sampleRate(), format->channels(), &error);
-  f.coderChannels = format->channels();
+  impl.decoder = opus_decoder_create(format->sampleRate(), format->channels(), &error);
+  impl.coderChannels = format->channels();
   if (error != OPUS_OK) {
     TZLogManager::logLevel(4, "-[TZOpusDecoder resetOpusFramet:]", 134,
                            "opus_decoder_create error:%s", opus_strerror(error));
-    f.decoder = nullptr;
+    impl.decoder = nullptr;
   }
 }
 
 void TZOpusDecoder::opusOnRelease() {
-  stopWorker();
+  impl_->release();
   TZLogManager::logLevel(1, "-[TZOpusDecoder opusOnRelease]", 190, "TZOpusDecoder release:%s",
                          TZDescribe("TZOpusDecoder", this).c_str());
 }
 
-void TZOpusDecoder::stopWorker() {
-  Fields& f = *fields_;
-  std::lock_guard<std::mutex> lifecycle(f.lifecycle);
-  f.isStop = true;
-  {
-    std::lock_guard<std::mutex> guard(f.mutex);
-    f.opusData = TZBytes();
-    f.stack.clear();
-  }
-  // Joined before the coder is freed, so no pass can use a freed coder.
-  f.worker.wakeAndJoin();
-  {
-    std::lock_guard<std::mutex> coderGuard(f.coderMutex);
-    if (f.decoder != nullptr) opus_decoder_destroy(f.decoder);
-    f.decoder = nullptr;
-  }
-  f.fileHandle.close();
-}
-
-void TZOpusDecoder::decodeThread() {
-  Fields& f = *fields_;
-  while (!f.isStop) {
-    bool idle = false;
+void TZOpusDecoder::Impl::release() {
+  engine.release([this] {
     {
-      std::lock_guard<std::mutex> guard(f.mutex);
-      idle = f.stack.isEmpty();
-      // A decoding job has no completion to call: its end is its output file being closed.
-      if (idle && f.isDecodeFile.exchange(false)) f.fileHandle.close();
+      std::lock_guard<std::mutex> guard(mutex);
+      opusData = TZBytes();
     }
-    // After a wake-up the same pass goes straight on to take a packet.
-    if (idle) f.worker.wait();
-    if (const auto packet = f.stack.pop()) decodePacket(*packet);
-  }
+    std::lock_guard<std::mutex> coderGuard(coderMutex);
+    if (decoder != nullptr) opus_decoder_destroy(decoder);
+    decoder = nullptr;
+  });
 }
 
-void TZOpusDecoder::decodePacket(const TZBytes& packet) {
-  Fields& f = *fields_;
-  const int32_t channels = opusFormat()->channels();
+void TZOpusDecoder::Impl::onIdle() {
+  std::lock_guard<std::mutex> guard(mutex);
+  // A decoding job has no completion to call: its end is its output file being closed.
+  // Packets queued since the engine looked belong to a job still under way.
+  if (engine.isEmpty() && isDecodeFile.exchange(false)) engine.outputFile().close();
+}
+
+void TZOpusDecoder::Impl::decodePacket(const TZBytes& packet) {
+  const int32_t channels = format()->channels();
   int result = OPUS_INVALID_STATE;  // what a decoder left without a coder reports
   size_t decodedSamples = 0;
   {
-    std::lock_guard<std::mutex> coderGuard(f.coderMutex);
-    if (f.decoder != nullptr) {
+    std::lock_guard<std::mutex> coderGuard(coderMutex);
+    if (decoder != nullptr) {
       // Room for the largest result whatever the format says now: an empty packet is a lost
       // one, which Opus conceals over all 96000 samples per channel it is asked for.
-      const auto width = static_cast<size_t>(std::max({channels, f.coderChannels, 1}));
-      if (f.samples.size() < width * kDecodeFrameSamples)
-        f.samples.resize(width * kDecodeFrameSamples);
+      const auto width = static_cast<size_t>(std::max({channels, coderChannels, 1}));
+      if (samples.size() < width * kDecodeFrameSamples) samples.resize(width * kDecodeFrameSamples);
       // The length goes to Opus truncated to 16 bits: a packet of 32768 bytes or more is
       // passed with a wrong length, which Opus refuses or reads short.
       const auto length = static_cast<int16_t>(packet.size());
-      result =
-          opus_decode(f.decoder, packet.data(), length, f.samples.data(), kDecodeFrameSamples, 0);
+      result = opus_decode(decoder, packet.data(), length, samples.data(), kDecodeFrameSamples, 0);
       if (result > 0)
-        decodedSamples = static_cast<size_t>(result) * static_cast<size_t>(f.coderChannels);
+        decodedSamples = static_cast<size_t>(result) * static_cast<size_t>(coderChannels);
     }
   }
   if (result < 1) {
@@ -222,48 +211,48 @@ void TZOpusDecoder::decodePacket(const TZBytes& packet) {
   const size_t sampleCount =
       static_cast<size_t>(result) * static_cast<size_t>(std::max(channels, 0));
   if (sampleCount > decodedSamples)
-    std::fill(f.samples.begin() + static_cast<std::ptrdiff_t>(decodedSamples),
-              f.samples.begin() + static_cast<std::ptrdiff_t>(sampleCount), 0);
-  const auto* bytes = reinterpret_cast<const uint8_t*>(f.samples.data());
+    std::fill(samples.begin() + static_cast<std::ptrdiff_t>(decodedSamples),
+              samples.begin() + static_cast<std::ptrdiff_t>(sampleCount), 0);
+  const auto* bytes = reinterpret_cast<const uint8_t*>(samples.data());
   auto pcm = std::make_shared<const TZBytes>(bytes, bytes + sampleCount * sizeof(opus_int16));
-  if (f.isDecodeFile) f.fileHandle.append(pcm->data(), pcm->size());
+  if (isDecodeFile) engine.outputFile().append(pcm->data(), pcm->size());
   deliver(std::move(pcm), nullptr);
 }
 
-void TZOpusDecoder::deliver(std::shared_ptr<const TZBytes> pcm,
-                            std::shared_ptr<const TZError> error) {
-  if (delegate().expired()) return;
-  // The task holds the decoder weakly and reads the delegate again when it runs: a decoder
-  // that is gone or released, or a delegate that is gone, receives nothing.
-  TZMainQueue::post([weak = weak_from_this(), pcm = std::move(pcm), error = std::move(error)] {
-    const auto self = weak.lock();
-    if (!self || self->fields_->isStop) return;
-    if (const auto target = self->delegate().lock())
-      target->opusDecoder(*self, pcm.get(), error.get());
+void TZOpusDecoder::Impl::deliver(std::shared_ptr<const TZBytes> pcm,
+                                  std::shared_ptr<const TZError> error) {
+  if (self.delegate().expired()) return;
+  // The delegate is read again when the task runs: a delegate that is gone receives nothing.
+  engine.post([this, pcm = std::move(pcm), error = std::move(error)] {
+    if (const auto target = self.delegate().lock())
+      target->opusDecoder(self, pcm.get(), error.get());
   });
 }
 
 std::shared_ptr<TZOpusFormat> TZOpusDecoder::opusFormat() const {
-  std::lock_guard<std::mutex> guard(fields_->mutex);
-  return fields_->opusFormat;
+  return impl_->format();
 }
 
 void TZOpusDecoder::setOpusFormat(std::shared_ptr<TZOpusFormat> format) {
   if (!format) return;  // every cut and every packet needs a format to read
-  std::lock_guard<std::mutex> guard(fields_->mutex);
-  fields_->opusFormat = std::move(format);
+  std::lock_guard<std::mutex> guard(impl_->mutex);
+  impl_->opusFormat = std::move(format);
 }
 
 std::weak_ptr<TZOpusDecoderDelegate> TZOpusDecoder::delegate() const {
-  std::lock_guard<std::mutex> guard(fields_->mutex);
-  return fields_->delegate;
+  std::lock_guard<std::mutex> guard(impl_->mutex);
+  return impl_->delegate;
 }
 
 void TZOpusDecoder::setDelegate(std::weak_ptr<TZOpusDecoderDelegate> delegate) {
-  std::lock_guard<std::mutex> guard(fields_->mutex);
-  fields_->delegate = std::move(delegate);
+  std::lock_guard<std::mutex> guard(impl_->mutex);
+  impl_->delegate = std::move(delegate);
 }
 
 bool TZOpusDecoder::waitUntilIdle(std::chrono::milliseconds timeout) {
-  return fields_->worker.waitUntilIdle(timeout);
+  return impl_->engine.waitUntilIdle(timeout);
+}
+
+std::optional<std::string> TZOpusDecoder::outputFileError() const {
+  return impl_->engine.outputFile().error();
 }

@@ -8,13 +8,10 @@
 #include <mutex>
 #include <utility>
 
+#include "core/TZCodecEngine.h"
 #include "core/TZFiles.h"
-#include "core/TZOutputFile.h"
-#include "core/TZWorker.h"
 #include "kestrune/TZLogManager.h"
-#include "kestrune/TZMainQueue.h"
 #include "kestrune/TZPlatform.h"
-#include "kestrune/TZThreadSafeStack.h"
 #include "speex/TZSpeexBlocks.h"
 
 namespace {
@@ -52,40 +49,44 @@ int decodeFrame(void* decoder, SpeexBits& bits, spx_int16_t (&pcm)[kFrameSamples
 
 }  // namespace
 
-struct TZSpeexDecoder::State {
+struct TZSpeexDecoder::Impl {
+  TZSpeexDecoder& self;
+  TZCodecEngine engine;  // worker, queue of Speex frames, stop flag, output file
   // libspeex wideband decoder; used by the worker only, destroyed once the worker is joined.
   void* decoder = nullptr;
-  TZWorker worker;
-  TZThreadSafeStack stack;  // frames waiting for the worker, oldest first
+  std::atomic<bool> isDecodeFile{false};
 
   // Received bytes not yet cut into frames. The lock only keeps release from racing a
   // caller that is still feeding bytes.
   std::mutex inputMutex;
   TZSpeexBlockCutter spxData;
 
-  std::atomic<bool> isStop{false};
-  std::atomic<bool> isDecodeFile{false};
-
   std::mutex jobMutex;  // guards convertBlock and outputPath
   TZCompletion convertBlock;
   std::string outputPath;
-  TZOutputFile fileHandle;
 
   mutable std::mutex delegateMutex;
   std::weak_ptr<TZSpeexDelegate> delegate;
 
-  void start(const std::weak_ptr<TZSpeexDecoder>& self);
-  void decode(const std::weak_ptr<TZSpeexDecoder>& self, const TZBytes& frame, SpeexBits& bits,
-              char* bitBuffer);
-  void finishFileJob(const std::weak_ptr<TZSpeexDecoder>& self);
+  // The worker's bit reader, set up by hand over its own buffer: each frame is copied in and
+  // the reader rewound, so decoding allocates nothing but its output.
+  char bitBuffer[kBitBufferSize] = {};
+  SpeexBits bits{};
+
+  explicit Impl(TZSpeexDecoder& owner) : self(owner) {
+    bits.chars = bitBuffer;
+    bits.buf_size = kBitBufferDeclaredSize;
+  }
+  void decode(const TZBytes& frame);
+  void onIdle();
   TZCompletion takeCompletion();
-  void shutDown();
+  void release();
 };
 
-TZSpeexDecoder::TZSpeexDecoder() : _state(std::make_unique<State>()) {}
+TZSpeexDecoder::TZSpeexDecoder() : impl_(std::make_unique<Impl>(*this)) {}
 
 TZSpeexDecoder::~TZSpeexDecoder() {
-  _state->shutDown();
+  impl_->release();
 }
 
 std::shared_ptr<TZSpeexDecoder> TZSpeexDecoder::initWithDelegate(
@@ -94,108 +95,98 @@ std::shared_ptr<TZSpeexDecoder> TZSpeexDecoder::initWithDelegate(
   if (speexState == nullptr) return nullptr;
 
   std::shared_ptr<TZSpeexDecoder> decoder(new TZSpeexDecoder());
-  State& state = *decoder->_state;
-  state.delegate = std::move(delegate);
-  state.decoder = speexState;
+  Impl& impl = *decoder->impl_;
+  impl.delegate = std::move(delegate);
+  impl.decoder = speexState;
   int value = 1;
   speex_decoder_ctl(speexState, SPEEX_SET_ENH, &value);
   speex_decoder_ctl(speexState, SPEEX_SET_HIGHPASS, &value);
   speex_decoder_ctl(speexState, SPEEX_GET_LOOKAHEAD, &value);
-  state.outputPath = TZPlatform::documentsPath("speex.pcm");
-
-  // The worker holds the object only weakly: dropping the last strong reference stops it.
-  std::weak_ptr<TZSpeexDecoder> self = decoder;
-  state.worker.start([&state, self] { state.start(self); });
+  impl.outputPath = TZPlatform::documentsPath("speex.pcm");
+  impl.engine.start(
+      decoder, [&impl](const TZBytes& frame) { impl.decode(frame); }, [&impl] { impl.onIdle(); });
   TZLogManager::logLevel(1, "-[TZSpeexDecoder initWithDelegate:]", 80, "TZSpeexDecoder init:%s",
                          TZDescribe("TZSpeexDecoder", decoder.get()).c_str());
   return decoder;
 }
 
 void TZSpeexDecoder::speexInputData(const TZBytes& data) {
-  State& state = *_state;
-  std::lock_guard<std::mutex> guard(state.inputMutex);
-  if (state.isStop) return;
-  const bool cut = state.spxData.append(data, [&state](std::span<const uint8_t> frame) {
-    state.stack.push(std::make_shared<TZBytes>(frame.begin(), frame.end()));
+  Impl& impl = *impl_;
+  std::lock_guard<std::mutex> guard(impl.inputMutex);
+  if (impl.engine.stopped()) return;
+  const bool cut = impl.spxData.append(data, [&impl](std::span<const uint8_t> frame) {
+    impl.engine.push(std::make_shared<TZBytes>(frame.begin(), frame.end()));
   });
-  if (!cut || state.stack.isEmpty()) return;
+  if (!cut || impl.engine.isEmpty()) return;
   TZLogManager::logLevel(1, "-[TZSpeexDecoder speexInputData:]", 197, "---> stream is weakup.");
-  state.worker.signal();
+  impl.engine.signal();
 }
 
 void TZSpeexDecoder::speexConvertToPcm(const std::string& path, const std::string* outPutFilePath,
                                        TZCompletion Result) {
-  State& state = *_state;
+  Impl& impl = *impl_;
   std::string output;
   {
-    std::lock_guard<std::mutex> guard(state.jobMutex);
-    state.convertBlock = std::move(Result);
-    if (outPutFilePath != nullptr) state.outputPath = *outPutFilePath;
-    output = state.outputPath;
+    std::lock_guard<std::mutex> guard(impl.jobMutex);
+    impl.convertBlock = std::move(Result);
+    if (outPutFilePath != nullptr) impl.outputPath = *outPutFilePath;
+    output = impl.outputPath;
   }
-  state.fileHandle.restart(output);
+  impl.engine.outputFile().restart(output);
 
   if (TZFileExists(path)) {
     // An unreadable input feeds nothing, like an empty one.
     if (const auto bytes = TZReadWholeFile(path)) speexInputData(*bytes);
     // The flag goes up only after the feed: a worker that is already awake may decode the
     // first frames before it does, and those reach the delegate but not the file.
-    state.isDecodeFile = true;
+    impl.isDecodeFile = true;
     return;
   }
 
   TZLogManager::logLevel(3, "-[TZSpeexDecoder speexConvertToPcm:outPutFilePath:Result:]", 217, "%s",
                          kMissingFileText);
-  if (const TZCompletion completion = state.takeCompletion()) {
+  if (const TZCompletion completion = impl.takeCompletion()) {
     const TZError error{kMissingFileText, 0, {{"error", kMissingFileText}}};
     completion(nullptr, &error);
   }
 }
 
 void TZSpeexDecoder::speexOnRelease() {
-  _state->shutDown();
+  impl_->release();
   TZLogManager::logLevel(1, "-[TZSpeexDecoder speexOnRelease]", 143, "TZSpeexDecoder release:%s",
                          TZDescribe("TZSpeexDecoder", this).c_str());
 }
 
+void TZSpeexDecoder::Impl::release() {
+  engine.release([this] {
+    {
+      std::lock_guard<std::mutex> guard(inputMutex);
+      spxData.reset();
+    }
+    speex_decoder_destroy(decoder);
+    decoder = nullptr;
+  });
+}
+
 std::weak_ptr<TZSpeexDelegate> TZSpeexDecoder::delegate() const {
-  std::lock_guard<std::mutex> guard(_state->delegateMutex);
-  return _state->delegate;
+  std::lock_guard<std::mutex> guard(impl_->delegateMutex);
+  return impl_->delegate;
 }
 
 void TZSpeexDecoder::setDelegate(std::weak_ptr<TZSpeexDelegate> delegate) {
-  std::lock_guard<std::mutex> guard(_state->delegateMutex);
-  _state->delegate = std::move(delegate);
+  std::lock_guard<std::mutex> guard(impl_->delegateMutex);
+  impl_->delegate = std::move(delegate);
 }
 
 bool TZSpeexDecoder::waitUntilIdle(std::chrono::milliseconds timeout) {
-  return _state->worker.waitUntilIdle(timeout);
+  return impl_->engine.waitUntilIdle(timeout);
 }
 
-void TZSpeexDecoder::State::start(const std::weak_ptr<TZSpeexDecoder>& self) {
-  // The bit reader is set up by hand over a buffer on this thread's stack: each frame is
-  // copied in and the reader rewound, so decoding allocates nothing but its output.
-  char bitBuffer[kBitBufferSize] = {};
-  SpeexBits bits{};
-  bits.chars = bitBuffer;
-  bits.buf_size = kBitBufferDeclaredSize;
-
-  if (isStop) return;
-  do {
-    if (stack.isEmpty()) {
-      TZLogManager::logLevel(1, "-[TZSpeexDecoder start]", 96, "---> stream is empty");
-      if (isDecodeFile.exchange(false)) finishFileJob(self);
-      worker.wait();
-    }
-    // The wake-up count may run ahead of the queue, so an empty pop is a pass with nothing
-    // to do. A frame popped while release is under way is dropped undecoded.
-    const auto frame = stack.pop();
-    if (frame && !isStop) decode(self, *frame, bits, bitBuffer);
-  } while (!isStop);
+std::optional<std::string> TZSpeexDecoder::outputFileError() const {
+  return impl_->engine.outputFile().error();
 }
 
-void TZSpeexDecoder::State::decode(const std::weak_ptr<TZSpeexDecoder>& self, const TZBytes& frame,
-                                   SpeexBits& bits, char* bitBuffer) {
+void TZSpeexDecoder::Impl::decode(const TZBytes& frame) {
   // Frames are at most 128 bytes long, well inside the buffer.
   const size_t length = std::min(frame.size(), kBitBufferSize);
   speex_bits_rewind(&bits);
@@ -210,57 +201,31 @@ void TZSpeexDecoder::State::decode(const std::weak_ptr<TZSpeexDecoder>& self, co
 
   const auto* bytes = reinterpret_cast<const uint8_t*>(pcm);
   const auto data = std::make_shared<const TZBytes>(bytes, bytes + sizeof pcm);
-  bool hasDelegate = false;
-  {
-    std::lock_guard<std::mutex> guard(delegateMutex);
-    hasDelegate = !delegate.expired();
-  }
-  if (hasDelegate) {
-    TZMainQueue::post([self, data] {
-      // Both references are read again on the main thread: a decoder that is gone or
-      // released, or a delegate that is gone, receives nothing.
-      const auto decoder = self.lock();
-      if (!decoder || decoder->_state->isStop) return;
-      if (const auto target = decoder->delegate().lock())
-        target->speexDecoder(*decoder, data.get(), nullptr);
+  if (!self.delegate().expired()) {
+    // The delegate is read again when the task runs: a delegate that is gone receives nothing.
+    engine.post([this, data] {
+      if (const auto target = self.delegate().lock())
+        target->speexDecoder(self, data.get(), nullptr);
     });
   }
-  if (isDecodeFile) fileHandle.append(data->data(), data->size());
+  if (isDecodeFile) engine.outputFile().append(data->data(), data->size());
 }
 
-void TZSpeexDecoder::State::finishFileJob(const std::weak_ptr<TZSpeexDecoder>& self) {
+void TZSpeexDecoder::Impl::onIdle() {
+  TZLogManager::logLevel(1, "-[TZSpeexDecoder start]", 96, "---> stream is empty");
+  if (!isDecodeFile.exchange(false)) return;
+  // The file is complete and closed before anyone is told about it.
+  engine.outputFile().close();
   std::string path;
   {
     std::lock_guard<std::mutex> guard(jobMutex);
     path = outputPath;
   }
-  // The file is complete and closed before anyone is told about it.
-  fileHandle.close();
-  if (TZCompletion completion = takeCompletion()) {
-    TZMainQueue::post([self, completion = std::move(completion), path] {
-      const auto decoder = self.lock();
-      if (decoder && !decoder->_state->isStop) completion(&path, nullptr);
-    });
-  }
+  if (TZCompletion completion = takeCompletion())
+    engine.post([completion = std::move(completion), path] { completion(&path, nullptr); });
 }
 
-TZCompletion TZSpeexDecoder::State::takeCompletion() {
+TZCompletion TZSpeexDecoder::Impl::takeCompletion() {
   std::lock_guard<std::mutex> guard(jobMutex);
   return std::exchange(convertBlock, nullptr);
-}
-
-void TZSpeexDecoder::State::shutDown() {
-  isStop = true;
-  {
-    std::lock_guard<std::mutex> guard(inputMutex);
-    spxData.reset();
-  }
-  stack.clear();
-  // Joining before the libspeex state goes guarantees that no frame is decoded with it, or
-  // after release returns.
-  worker.wakeAndJoin();
-  if (decoder != nullptr) {
-    speex_decoder_destroy(decoder);
-    decoder = nullptr;
-  }
 }

@@ -51,9 +51,5 @@ bool DecodedSink::close() {
   if (file_ == nullptr) return !writeFailed_;
   const bool closed = std::fclose(file_) == 0;
   file_ = nullptr;
-  if (writeFailed_ || !closed) {
-    toolFail(path_ + ": write error");
-    return false;
-  }
-  return true;
+  return closed && !writeFailed_;
 }

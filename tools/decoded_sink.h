@@ -19,7 +19,7 @@ class DecodedSink : public TZOpusDecoderDelegate, public TZSpeexDelegate {
   void opusDecoder(TZOpusDecoder&, const TZBytes* Data, const TZError* error) override;
   void speexDecoder(TZSpeexDecoder&, const TZBytes* Data, const TZError* error) override;
 
-  // Flushes and closes the file; false (after printing why) when any write failed.
+  // Flushes and closes the file; false when any write failed.
   bool close();
 
   size_t blocks() const { return blocks_; }

@@ -1,36 +1,18 @@
-// Demo step: the bundled 16 kHz speech through the Opus encoder's and decoder's file jobs.
+// Demo step: the bundled 16 kHz speech through the Opus encoder and decoder, as the tool's
+// commands run them.
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
 
-#include "kestrune/TZMainQueue.h"
-#include "kestrune/TZOpusDecoder.h"
-#include "kestrune/TZOpusEncoder.h"
-#include "opus/TZOpusFraming.h"
-#include "tools/commands.h"
+#include "kestrune/TZOpusRecords.h"
 #include "tools/demo.h"
+#include "tools/opus_jobs.h"
 #include "tools/tool_io.h"
 
 namespace {
-
-struct DemoPacketCollector : TZOpusEncoderDelegate {
-  void opusEncoder(TZOpusEncoder&, const TZBytes* Data, const TZError* error) override {
-    if (Data != nullptr) packets.push_back(*Data);
-    if (error != nullptr) ++errors;
-  }
-  std::vector<TZBytes> packets;
-  int errors = 0;
-};
-
-template <class Codec>
-void drain(Codec& codec) {
-  while (!codec.waitUntilIdle(std::chrono::milliseconds(200))) TZMainQueue::runPending();
-  TZMainQueue::runPending();
-}
 
 std::vector<int16_t> samplesOf(const TZBytes& pcm) {
   std::vector<int16_t> samples(pcm.size() / 2);
@@ -63,36 +45,23 @@ bool demoOpus(const DemoContext& context) {
 
   // Encode: 16 kHz mono, 20 ms, so frameSize is 320.
   auto format = TZOpusFormat::defaultFormats();
-  auto encoder = TZOpusEncoder::initFormat(format, {});
-  if (!encoder) return false;
-  const auto collector = std::make_shared<DemoPacketCollector>();
-  encoder->setDelegate(collector);
-  bool encoded = false;
-  encoder->opusEncodeFile(input, &opusPath, [&](const std::string*, const TZError* error) {
-    encoded = error == nullptr;
-  });
-  drain(*encoder);
-  const auto& packets = collector->packets;
-  size_t opusBytes = 0;
-  for (const auto& packet : packets) opusBytes += packet.size();
+  const auto encoded = encodeOpusFile(input, opusPath, format, true);
+  if (!encoded) return false;
+  const auto& packets = encoded->kept;
   const double seconds = double(pcm->size()) / 2 / format->sampleRate();
   std::cout << std::fixed << std::setprecision(1) << "  encoded " << seconds << " s of speech ("
-            << pcm->size() << " bytes) into " << packets.size() << " packets, " << opusBytes
-            << " bytes (" << opusBytes * 8 / seconds / 1000 << " kbit/s of input) -> " << opusPath
-            << "\n"
+            << pcm->size() << " bytes) into " << packets.size() << " packets, " << encoded->bytes
+            << " bytes (" << encoded->bytes * 8 / seconds / 1000 << " kbit/s of input) -> "
+            << opusPath << "\n"
             << "  each packet is a 320-byte chunk (10 ms) heard as a 320-sample frame: 10 ms of"
                " speech, then 10 ms of silence\n";
 
-  // Frame the packets with the 8-byte record header and decode the framed file.
+  // Frame the packets with the 8-byte record header and decode the framed records.
   const TZBytes records = TZOpusFrameRecords(packets);
   if (!writeOutputFile(framedPath, records)) return false;
   auto decoderFormat = TZOpusFormat::defaultFormats();
-  decoderFormat->setDataSize(9);  // a header and one byte: every whole record is cut
-  auto decoder = TZOpusDecoder::initDecoder(decoderFormat, {});
-  if (!decoder) return false;
-  decoder->opusDecodeFile(framedPath, &decodedPath, nullptr);
-  drain(*decoder);
-  decoder.reset();
+  decoderFormat->setDataSize(kOpusRecordHeaderSize + 1);  // every whole record is cut
+  if (!decodeOpusRecords(records, framedPath, decodedPath, decoderFormat)) return false;
   const auto decoded = readInputFile(decodedPath);
   if (!decoded) return false;
   std::cout << "  decoded " << records.size() << " bytes of framed records into " << decoded->size()
@@ -117,6 +86,5 @@ bool demoOpus(const DemoContext& context) {
   const double snr = snrAt(heard, output, delay, heard.size());
   std::cout << std::setprecision(1) << "  the decoded speech follows what the encoder heard "
             << delay << " samples later, at an SNR of " << snr << " dB\n";
-  return encoded && collector->errors == 0 && !packets.empty() &&
-         decoded->size() == packets.size() * 640 && snr > 3;
+  return !packets.empty() && decoded->size() == packets.size() * 640 && snr > 3;
 }

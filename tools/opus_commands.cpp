@@ -2,20 +2,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <iostream>
-#include <memory>
 #include <optional>
 
-#include "kestrune/TZLogManager.h"
-#include "kestrune/TZMainQueue.h"
-#include "kestrune/TZOpusDecoder.h"
-#include "kestrune/TZOpusEncoder.h"
-#include "kestrune/TZPlatform.h"
-#include "opus/TZOpusFraming.h"
+#include "kestrune/TZOpusRecords.h"
 #include "tools/commands.h"
-#include "tools/decoded_sink.h"
+#include "tools/opus_jobs.h"
 #include "tools/tool_io.h"
 
 namespace {
@@ -107,12 +100,6 @@ std::optional<int> parseOptions(const std::string& command, const ToolArgs& args
   return std::nullopt;
 }
 
-bool sizeIs(const std::string& path, uintmax_t expected) {
-  std::error_code error;
-  const auto size = fs::file_size(path, error);
-  return !error && size == expected;
-}
-
 // A file of PCM for the encoder's file job, which reads its input from a path: the input
 // itself, or the data of a .wav input in a temporary file removed afterwards.
 class JobInput {
@@ -139,28 +126,6 @@ class JobInput {
   std::string temporary_;
 };
 
-// What the encoder delivers: counts and sizes of its packets and errors, and the packets
-// themselves when asked to keep them.
-struct Collector : TZOpusEncoderDelegate {
-  explicit Collector(bool keep) : keep(keep) {}
-  void opusEncoder(TZOpusEncoder&, const TZBytes* Data, const TZError* error) override {
-    if (error != nullptr) {
-      errors++;
-      lastError = *error;
-      return;
-    }
-    count++;
-    bytes += Data->size();
-    if (keep) packets.push_back(*Data);
-  }
-  bool keep;
-  size_t count = 0;
-  uintmax_t bytes = 0;
-  size_t errors = 0;
-  TZError lastError;
-  std::vector<TZBytes> packets;
-};
-
 }  // namespace
 
 int runOpusEncode(const ToolArgs& args) {
@@ -172,37 +137,14 @@ int runOpusEncode(const ToolArgs& args) {
   if (jobInput.path().empty()) return 1;
   if (!prepareJobOutput(options.input, options.output)) return 1;
 
-  auto encoder = TZOpusEncoder::initFormat(formatOf(options), {});
-  if (!encoder) return failAndRemove(options.output, "opus-encode: Opus refuses this format");
   // With --framed the packets are taken from the delegate: the file job writes them back to
   // back without their lengths, so its output cannot be cut into packets again.
-  const auto collector = std::make_shared<Collector>(options.framed);
-  encoder->setDelegate(collector);
-  bool completed = false;
-  std::optional<TZError> failure;
-  encoder->opusEncodeFile(jobInput.path(), &options.output,
-                          [&](const std::string*, const TZError* error) {
-                            completed = true;
-                            if (error != nullptr) failure = *error;
-                          });
-  if (failure) return failAndRemove(options.output, options.input + ": " + failure->domain);
-  drainWorker(*encoder, "encoding", "packets", [&] { return collector->count; });
-  encoder.reset();
-
-  if (collector->errors > 0)
-    return failAndRemove(
-        options.output, std::to_string(collector->errors) +
-                            " frame(s) could not be encoded: " + collector->lastError.domain + " " +
-                            std::to_string(collector->lastError.code));
-  // A job that queued nothing (input shorter than one frame) ends without a callback.
-  if (collector->count > 0 && !completed)
-    return failAndRemove(options.output, "opus-encode: the encoder did not finish its job");
-  if (!sizeIs(options.output, collector->bytes))
-    return failAndRemove(options.output, options.output + ": write error");
-  if (options.framed) {
-    if (!writeOutputFile(options.output, TZOpusFrameRecords(collector->packets))) return 1;
-  }
-  std::cout << "opus-encode: " << collector->count << " packets, " << collector->bytes
+  const auto encoded =
+      encodeOpusFile(jobInput.path(), options.output, formatOf(options), options.framed);
+  if (!encoded) return 1;
+  if (options.framed && !writeOutputFile(options.output, TZOpusFrameRecords(encoded->kept)))
+    return 1;
+  std::cout << "opus-encode: " << encoded->packets << " packets, " << encoded->bytes
             << " bytes of Opus" << (options.framed ? " in framed records" : "") << " -> "
             << options.output << "\n";
   return 0;
@@ -219,35 +161,14 @@ int runOpusDecode(const ToolArgs& args) {
   // With headers the decoder cuts a record once dataSize bytes are buffered; the smallest
   // whole record (a header and one byte) lets it cut every record of the stream, the short
   // ones at its end included.
-  format->setDataSize(options.noHeader ? *options.dataSize
-                                       : static_cast<int>(kOpusRecordHeaderSize) + 1);
-  // Only the whole records are fed: a recording cut short decodes up to its last whole record.
-  const auto walk = TZOpusWalkRecords(*stream, *format);
-  if (walk.records == 0) return toolFail(options.input + ": no complete Opus record: " + walk.why);
+  format->setDataSize(options.noHeader ? *options.dataSize : kOpusRecordHeaderSize + 1);
   if (!prepareJobOutput(options.input, options.output)) return 1;
-
-  const auto sink = DecodedSink::open(options.output);
-  if (!sink) return 1;
-  auto decoder = TZOpusDecoder::initDecoder(format, sink);
-  if (!decoder) return failAndRemove(options.output, "opus-decode: Opus refuses this format");
-  decoder->opusDecoderInputData(std::span(*stream).first(walk.wholeBytes));
-  drainWorker(*decoder, "decoding", "packets", [&] { return sink->blocks(); });
-  decoder.reset();
-
-  if (!sink->close()) return failAndRemove(options.output, options.output + ": not written");
-  if (sink->errors() > 0)
-    return failAndRemove(options.output,
-                         std::to_string(sink->errors()) +
-                             " packet(s) could not be decoded: " + sink->lastError().domain + " " +
-                             std::to_string(sink->lastError().code));
-  if (sink->blocks() != walk.records)
-    return failAndRemove(options.output, "opus-decode: " + std::to_string(sink->blocks()) + " of " +
-                                             std::to_string(walk.records) +
-                                             " packets were decoded");
-  if (walk.leftOver > 0)
-    std::cerr << "kestrune: warning: " << options.input << ": the last " << walk.leftOver
-              << " bytes are not a whole record and were ignored (" << walk.why << ")\n";
-  std::cout << "opus-decode: " << sink->blocks() << " packets, " << sink->bytes()
+  const auto decoded = decodeOpusRecords(*stream, options.input, options.output, format);
+  if (!decoded) return 1;
+  if (decoded->walk.leftOver > 0)
+    std::cerr << "kestrune: warning: " << options.input << ": the last " << decoded->walk.leftOver
+              << " bytes are not a whole record and were ignored (" << decoded->walk.why << ")\n";
+  std::cout << "opus-decode: " << decoded->packets << " packets, " << decoded->bytes
             << " bytes of PCM -> " << options.output << "\n";
   return 0;
 }

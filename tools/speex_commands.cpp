@@ -33,7 +33,7 @@ std::optional<size_t> speexDecodeToFile(const std::string& input, const std::str
   decoder.reset();
 
   if (!sink->close()) {
-    failAndRemove(output, output + ": not written");
+    failAndRemove(output, output + ": write error");
     return std::nullopt;
   }
   if (sink->blocks() == 0) {

@@ -9,8 +9,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 
-#include "core/TZFiles.h"
 #include "kestrune/TZLogManager.h"
 #include "kestrune/TZPlatform.h"
 #include "tools/wav.h"
@@ -52,8 +52,12 @@ std::optional<TZBytes> readInputFile(const std::string& path) {
     toolFail(*problem);
     return std::nullopt;
   }
-  auto bytes = TZReadWholeFile(path);
-  if (!bytes) toolFail(path + ": read error");
+  std::ifstream in(path, std::ios::binary);
+  TZBytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  if (in.bad()) {
+    toolFail(path + ": read error");
+    return std::nullopt;
+  }
   return bytes;
 }
 

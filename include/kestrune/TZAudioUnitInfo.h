@@ -3,7 +3,9 @@
 
 #include <string>
 
-class TZAudioUnitInfo {
+#include "kestrune/kestrune_export.h"
+
+class KESTRUNE_API TZAudioUnitInfo {
  public:
   // "1.1.0"
   static std::string sdkVersion();
@@ -11,7 +13,7 @@ class TZAudioUnitInfo {
 
 extern "C" {
 // 1.0
-extern const double KestruneVersionNumber;
+KESTRUNE_API extern const double KestruneVersionNumber;
 // "@(#)PROGRAM:Kestrune  PROJECT:Kestrune-1\n", NUL-terminated.
-extern const unsigned char KestruneVersionString[];
+KESTRUNE_API extern const unsigned char KestruneVersionString[];
 }

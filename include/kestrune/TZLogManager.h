@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
-class TZLogManager {
+#include "kestrune/kestrune_export.h"
+
+class KESTRUNE_API TZLogManager {
  public:
   // The process-wide instance, created on first use and never destroyed.
   static TZLogManager& share();

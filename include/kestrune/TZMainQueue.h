@@ -7,7 +7,9 @@
 #include <cstddef>
 #include <functional>
 
-class TZMainQueue {
+#include "kestrune/kestrune_export.h"
+
+class KESTRUNE_API TZMainQueue {
  public:
   using Task = std::function<void()>;
   using Dispatcher = std::function<void(Task)>;

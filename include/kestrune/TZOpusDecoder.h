@@ -6,22 +6,31 @@
 // goes to the delegate on TZMainQueue. File mode: opusDecodeFile decodes a whole file of
 // records into a PCM file; its completion is never called, the job ends when the worker has
 // drained it and closed the output.
+//
+// Threads and lifetime:
+// - Every call may come from any thread, concurrently with the others, also from a delegate
+//   callback. Release and destruction may come at any time, from several threads at once and
+//   any number of times; each waits for the worker to end.
+// - After opusOnRelease input is ignored and nothing more is delivered, not even PCM already
+//   posted to TZMainQueue.
+// - A file job never calls its completion (only a missing input is reported, at once): its
+//   end shows as the deliveries stopping, or through waitUntilIdle.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
 
 #include "kestrune/TZOpusFormat.h"
 #include "kestrune/TZTypes.h"
+#include "kestrune/kestrune_export.h"
 
 class TZOpusDecoder;
 
-class TZOpusDecoderDelegate {
+class KESTRUNE_API TZOpusDecoderDelegate {
  public:
   virtual ~TZOpusDecoderDelegate() = default;
   // Interleaved 16-bit PCM of one packet (Data) or one failure (error); exactly one of them
@@ -30,7 +39,7 @@ class TZOpusDecoderDelegate {
                            const TZError* /*error*/) {}
 };
 
-class TZOpusDecoder : public std::enable_shared_from_this<TZOpusDecoder> {
+class KESTRUNE_API TZOpusDecoder {
  public:
   // Creates the Opus coder with the format's rate and channel count, keeps the delegate
   // weakly and starts the worker. Null (and an error log line) when Opus refuses the format.
@@ -65,6 +74,10 @@ class TZOpusDecoder : public std::enable_shared_from_this<TZOpusDecoder> {
   // False when the timeout passes first. Lets a host learn that a file job has ended.
   bool waitUntilIdle(std::chrono::milliseconds timeout);
 
+  // Why the last file job's output is incomplete (it could not be created, written or
+  // closed), or nothing when it is whole so far.
+  std::optional<std::string> outputFileError() const;
+
   // Byte utilities of the record framing; they use no decoder state.
   //
   // L bytes of D from offset R: empty when R < 0 or L < 1; null when R is at or past the end;
@@ -80,14 +93,8 @@ class TZOpusDecoder : public std::enable_shared_from_this<TZOpusDecoder> {
   static int32_t StringToInt(const std::string& text);
 
  private:
-  struct Fields;
-  explicit TZOpusDecoder(std::unique_ptr<Fields> fields);
-  void stopWorker();
-  void decodeThread();
-  void decodePacket(const TZBytes& packet);
-  // Cuts and queues the packets of data, then releases the lock and wakes the worker.
-  void queuePackets(std::unique_lock<std::mutex> lock, std::span<const uint8_t> data);
-  void deliver(std::shared_ptr<const TZBytes> pcm, std::shared_ptr<const TZError> error);
+  struct KESTRUNE_LOCAL Impl;
+  TZOpusDecoder();
 
-  std::unique_ptr<Fields> fields_;
+  std::unique_ptr<Impl> impl_;
 };

@@ -5,21 +5,32 @@
 // of earlier calls again. Each packet goes to the delegate on TZMainQueue.
 // File mode: opusEncodeFile encodes a whole PCM file through the same path and appends the
 // packets back to back, without lengths, to an output file.
+//
+// Threads and lifetime:
+// - Every call may come from any thread, concurrently with the others, also from a delegate
+//   callback or the completion. Release and destruction may come at any time, from several
+//   threads at once and any number of times; each waits for the worker to end.
+// - After opusOnRelease input is ignored and nothing more is delivered, not even packets or a
+//   completion already posted to TZMainQueue.
+// - A file job's completion comes once, on TZMainQueue, when the worker has drained the job.
+//   It never comes when the file queued no chunk (shorter than one frame), nor when the
+//   encoder is released or destroyed first.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 
 #include "kestrune/TZOpusFormat.h"
 #include "kestrune/TZTypes.h"
+#include "kestrune/kestrune_export.h"
 
 class TZOpusEncoder;
 
-class TZOpusEncoderDelegate {
+class KESTRUNE_API TZOpusEncoderDelegate {
  public:
   virtual ~TZOpusEncoderDelegate() = default;
   // One packet (Data) or one failure (error); exactly one of them is non-null. Called on
@@ -28,9 +39,9 @@ class TZOpusEncoderDelegate {
                            const TZError* /*error*/) {}
 };
 
-class TZOpusEncoder : public std::enable_shared_from_this<TZOpusEncoder> {
+class KESTRUNE_API TZOpusEncoder {
  public:
-  // Creates the Opus coder (VoIP application) with the format's rate and channel count and
+  // Creates the Opus coder (application 2049) with the format's rate and channel count and
   // starts the worker. The delegate argument is not kept: packets reach a delegate only after
   // setDelegate. Null (and an error log line) when Opus refuses the format.
   static std::shared_ptr<TZOpusEncoder> initFormat(std::shared_ptr<TZOpusFormat> format,
@@ -61,15 +72,13 @@ class TZOpusEncoder : public std::enable_shared_from_this<TZOpusEncoder> {
   // False when the timeout passes first. Lets a host end a job that queued nothing.
   bool waitUntilIdle(std::chrono::milliseconds timeout);
 
- private:
-  struct Fields;
-  explicit TZOpusEncoder(std::unique_ptr<Fields> fields);
-  void stopWorker();
-  void encodeThread();
-  void encodeChunk(const TZBytes& chunk);
-  // Queues the chunks of data, then releases the lock and wakes the worker.
-  void queueChunks(std::unique_lock<std::mutex> lock, std::span<const uint8_t> data);
-  void deliver(std::shared_ptr<const TZBytes> packet, std::shared_ptr<const TZError> error);
+  // Why the last file job's output is incomplete (it could not be created, written or
+  // closed), or nothing when it is whole so far.
+  std::optional<std::string> outputFileError() const;
 
-  std::unique_ptr<Fields> fields_;
+ private:
+  struct KESTRUNE_LOCAL Impl;
+  TZOpusEncoder();
+
+  std::unique_ptr<Impl> impl_;
 };

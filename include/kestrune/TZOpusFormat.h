@@ -10,7 +10,9 @@
 #include <cstdint>
 #include <memory>
 
-class TZOpusFormat : public std::enable_shared_from_this<TZOpusFormat> {
+#include "kestrune/kestrune_export.h"
+
+class KESTRUNE_API TZOpusFormat : public std::enable_shared_from_this<TZOpusFormat> {
  public:
   // 16000 Hz, 1 channel, 20 ms frames, 40-byte packets, records with a data header.
   TZOpusFormat() = default;

@@ -3,7 +3,9 @@
 
 #include <string>
 
-class TZPlatform {
+#include "kestrune/kestrune_export.h"
+
+class KESTRUNE_API TZPlatform {
  public:
   // The application's Documents directory, created when missing. Resolution order: a path
   // set with setDocumentsDirectory(), else $KESTRUNE_DOCUMENTS_DIR, else $HOME/Documents,

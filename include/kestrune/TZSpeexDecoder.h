@@ -3,18 +3,31 @@
 // The stream is a sequence of blocks: the marker AA EA BD AC, a 16-bit little-endian frame
 // length L (129 or more is read as 42), then five Speex frames of L bytes. Each frame
 // decodes to 320 samples (640 bytes, little-endian). Bytes between blocks are skipped.
+//
+// Threads and lifetime:
+// - speexInputData must not be called from two threads at once (it keeps the partial block
+//   between calls); every other call may come from any thread, concurrently, also from a
+//   delegate callback or the completion. Release and destruction may come at any time, from
+//   several threads at once and any number of times; each waits for the worker to end.
+// - After speexOnRelease input is ignored and nothing more is delivered, not even frames or a
+//   completion already posted to TZMainQueue.
+// - A file job's completion comes once, on TZMainQueue, when the worker runs out of frames
+//   after the job's flag went up. It never comes when the input holds no complete block, nor
+//   when the worker decoded every frame before the flag went up (the feed comes first).
 #pragma once
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "kestrune/TZTypes.h"
+#include "kestrune/kestrune_export.h"
 
 class TZSpeexDecoder;
 
 // Receives decoded frames on the main queue. The operation is optional.
-class TZSpeexDelegate {
+class KESTRUNE_API TZSpeexDelegate {
  public:
   virtual ~TZSpeexDelegate() = default;
   // One decoded frame of 640 bytes; error is always null.
@@ -22,7 +35,7 @@ class TZSpeexDelegate {
                             const TZError* /*error*/) {}
 };
 
-class TZSpeexDecoder : public std::enable_shared_from_this<TZSpeexDecoder> {
+class KESTRUNE_API TZSpeexDecoder {
  public:
   // A decoder with its worker running, or null when libspeex cannot create its state.
   static std::shared_ptr<TZSpeexDecoder> initWithDelegate(std::weak_ptr<TZSpeexDelegate> delegate);
@@ -55,11 +68,13 @@ class TZSpeexDecoder : public std::enable_shared_from_this<TZSpeexDecoder> {
   // ended). False when the timeout passes first. Deliveries may still wait on the main queue.
   bool waitUntilIdle(std::chrono::milliseconds timeout);
 
- private:
-  // Everything the worker shares with the caller's threads.
-  struct State;
+  // Why the last file job's output is incomplete (it could not be created, written or
+  // closed), or nothing when it is whole so far.
+  std::optional<std::string> outputFileError() const;
 
+ private:
+  struct KESTRUNE_LOCAL Impl;
   TZSpeexDecoder();
 
-  std::unique_ptr<State> _state;
+  std::unique_ptr<Impl> impl_;
 };

@@ -7,8 +7,9 @@
 #include <mutex>
 
 #include "kestrune/TZTypes.h"
+#include "kestrune/kestrune_export.h"
 
-class TZThreadSafeStack {
+class KESTRUNE_API TZThreadSafeStack {
  public:
   TZThreadSafeStack() = default;
   TZThreadSafeStack(const TZThreadSafeStack&) = delete;

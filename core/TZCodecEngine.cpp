@@ -1,0 +1,46 @@
+#include "core/TZCodecEngine.h"
+
+#include "kestrune/TZMainQueue.h"
+
+TZCodecEngine::~TZCodecEngine() {
+  release([] {});
+}
+
+void TZCodecEngine::start(std::weak_ptr<const void> owner, UnitStep unit, IdleStep idle) {
+  owner_ = std::move(owner);
+  worker_.start([this, unit = std::move(unit), idle = std::move(idle)] { run(unit, idle); });
+}
+
+void TZCodecEngine::run(const UnitStep& unit, const IdleStep& idle) {
+  if (stop_) return;
+  do {
+    if (stack_.isEmpty()) {
+      idle();
+      worker_.wait();
+    }
+    // The wake-up count may run ahead of the queue, so an empty pop is a pass with nothing to
+    // do. A unit popped while release is under way is dropped.
+    const auto next = stack_.pop();
+    if (next && !stop_) unit(*next);
+  } while (!stop_);
+}
+
+void TZCodecEngine::release(const std::function<void()>& teardown) {
+  std::lock_guard<std::mutex> guard(releaseMutex_);
+  if (released_) return;
+  stop_ = true;
+  stack_.clear();
+  // Joined before the teardown, so no pass can use a freed coder state.
+  worker_.wakeAndJoin();
+  teardown();
+  outputFile_.close();
+  released_ = true;
+}
+
+void TZCodecEngine::post(std::function<void()> task) {
+  TZMainQueue::post([owner = owner_, this, task = std::move(task)] {
+    // The owner keeps this engine alive while the task runs.
+    const auto alive = owner.lock();
+    if (alive && !stop_) task();
+  });
+}
