@@ -1,0 +1,110 @@
+#!/usr/bin/env bash
+# The kestrune tool run as a user runs it, one case per CTest entry (the functions named
+# case_*; CMake registers each). Inputs are the bundled samples and bytes made here, never
+# random ones. Usage: cli_cases.sh CASE TOOL PAD_OPUS_RECORDS
+set -u
+name=$1 tool=$2 pad_records=$3
+here=$(cd "$(dirname "$0")" && pwd)
+data="$here/../../data"
+speech16="$data/speech-16k.pcm"
+speex="$data/speech-16k.spx-framed"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export KESTRUNE_DOCUMENTS_DIR="$work/documents"
+. "$here/cli_lib.sh"
+
+# Framed Opus records of the bundled speech, and how many PCM bytes they decode to.
+make_records() {
+  "$tool" opus-encode "$speech16" "$work/speech.opus" --framed >/dev/null 2>&1
+  "$tool" opus-decode "$work/speech.opus" "$work/speech.pcm" >/dev/null 2>&1
+  pcm_bytes=$(stat -c %s "$work/speech.pcm")
+}
+
+case_version_and_usage() {
+  expect 0 "version" -- "$tool" --version
+  contains "$work/out" "Kestrune 1.1.0" "version line"
+  expect 2 "no arguments" -- "$tool"
+  contains "$work/err" "usage:" "usage message"
+  expect 2 "unknown subcommand" -- "$tool" frobnicate
+  expect 2 "version with extra argument" -- "$tool" --version extra
+}
+
+case_demo() {
+  expect 0 "demo" -- "$tool" demo "$work/demo"
+  contains "$work/out" "demo finished: every service ran" "demo summary"
+  [ -s "$work/demo/TZ_Log.txt" ] || { echo "FAIL: demo wrote no TZ_Log.txt"; failures=$((failures + 1)); }
+  expect 1 "demo into a path that is a file" -- "$tool" demo "$speech16"
+}
+
+case_opus_round_trip() {
+  expect 0 "opus-encode framed" -- "$tool" opus-encode "$speech16" "$work/speech.opus" --framed
+  expect 0 "opus-decode framed" -- "$tool" opus-decode "$work/speech.opus" "$work/speech.pcm"
+  # 20 ms frames of 16 kHz mono decode to 640 bytes each, one per packet.
+  local packets
+  packets=$(sed -n 's/^opus-decode: \([0-9]*\) packets.*/\1/p' "$work/out")
+  size_is "$work/speech.pcm" $((packets * 640)) "opus round trip"
+  expect 0 "opus-encode back to back" -- "$tool" opus-encode "$speech16" "$work/plain.opus"
+}
+
+case_opus_bad_arguments_and_files() {
+  expect 1 "opus-encode of a missing file" -- "$tool" opus-encode "$work/missing.pcm" "$work/x.opus"
+  contains "$work/err" "missing.pcm" "missing input named"
+  absent "$work/x.opus" "no output after a missing input"
+  expect 1 "opus-encode into an unwritable path" -- "$tool" opus-encode "$speech16" "$work/no/dir/x.opus"
+  expect 2 "opus-encode with an Opus-incompatible rate" -- "$tool" opus-encode "$speech16" "$work/x.opus" --rate 44100
+  expect 2 "opus-encode with an unknown option" -- "$tool" opus-encode "$speech16" "$work/x.opus" --bogus
+  expect 2 "opus-decode without output" -- "$tool" opus-decode "$speech16"
+  expect 1 "opus-decode of raw PCM (not records)" -- "$tool" opus-decode "$speech16" "$work/y.pcm"
+}
+
+case_opus_decode_cut_short() {
+  make_records
+  local size
+  size=$(stat -c %s "$work/speech.opus")
+  head -c $((size - 5)) "$work/speech.opus" >"$work/cut.opus"
+  expect 0 "opus-decode of a stream whose last record is cut short" -- "$tool" opus-decode "$work/cut.opus" "$work/cut.pcm"
+  contains "$work/err" "warning" "cut record reported"
+  size_is "$work/cut.pcm" $((pcm_bytes - 640)) "the whole records of a cut stream"
+}
+
+case_opus_decode_stray_bytes() {
+  make_records
+  local record_bytes
+  record_bytes=$("$pad_records" "$work/speech.opus" "$work/fixed.opus")
+  expect 0 "opus-decode of fixed-size records" -- "$tool" opus-decode "$work/fixed.opus" "$work/fixed.pcm" --no-header --data-size "$record_bytes"
+  size_is "$work/fixed.pcm" "$pcm_bytes" "fixed-size records decoded"
+  head -c 13 /dev/zero >>"$work/fixed.opus"
+  expect 0 "opus-decode of fixed-size records and 13 stray bytes" -- "$tool" opus-decode "$work/fixed.opus" "$work/fixed13.pcm" --no-header --data-size "$record_bytes"
+  contains "$work/err" "the last 13 bytes" "stray bytes counted"
+  size_is "$work/fixed13.pcm" "$pcm_bytes" "stray bytes ignored"
+}
+
+case_opus_decode_no_whole_record() {
+  make_records
+  head -c 5 "$work/speech.opus" >"$work/stub.opus"
+  expect 1 "opus-decode of a stream with no whole record" -- "$tool" opus-decode "$work/stub.opus" "$work/stub.pcm"
+  absent "$work/stub.pcm" "no output after a stream with no whole record"
+  expect 1 "opus-decode of fewer bytes than one fixed-size record" -- "$tool" opus-decode "$work/stub.opus" "$work/stub.pcm" --no-header --data-size 60
+  absent "$work/stub.pcm" "no output after a short fixed-size stream"
+}
+
+case_speex_decode() {
+  expect 0 "speex-decode of the bundled sample" -- "$tool" speex-decode "$speex" "$work/speex.pcm"
+  # 103 blocks of five frames of 320 samples.
+  size_is "$work/speex.pcm" $((103 * 5 * 640)) "speex-decode of the bundled sample"
+  expect 2 "speex-decode without output" -- "$tool" speex-decode "$speex"
+}
+
+case_speex_decode_failures() {
+  expect 1 "speex-decode of a missing file" -- "$tool" speex-decode "$work/missing.spx" "$work/s.pcm"
+  contains "$work/err" "missing.spx" "missing input named"
+  # Speech samples hold no block marker.
+  expect 1 "speex-decode of bytes with no block" -- "$tool" speex-decode "$speech16" "$work/s.pcm"
+  absent "$work/s.pcm" "no output after a failed decode"
+}
+
+if ! declare -F "case_$name" >/dev/null; then
+  echo "no case $name"; exit 2
+fi
+"case_$name"
+[ "$failures" = 0 ]
