@@ -2,7 +2,9 @@
 // encoder routines.
 #pragma once
 
+#include "kestrune/g729_acelp.h"
 #include "kestrune/g729_basic_op.h"
 #include "kestrune/g729_bits.h"
 #include "kestrune/g729_coder.h"
+#include "kestrune/g729_gain.h"
 #include "kestrune/g729_types.h"
