@@ -41,7 +41,9 @@ TEST_F(Filters, ResiduIgnoresTheFirstCoefficientAndSaturates) {
 }
 
 TEST_F(Filters, SynFiltClipsItsOutputButRecursesOnFullValues) {
-  // An integrator, yy[i] = x[i] + yy[i-1], started from y[-1] = 100 in the memory.
+  // An integrator, yy[i] = x[i] + yy[i-1], started from y[-1] = 100 in the memory. 40100 is
+  // clipped in y while 40100 - 30000 = 10100 follows; a 16-bit recursion would continue
+  // from 32767.
   Word16 a[11] = {4096, -4096};
   std::array<Word16, 20> x{}, y;
   x[12] = 20000;
@@ -49,28 +51,30 @@ TEST_F(Filters, SynFiltClipsItsOutputButRecursesOnFullValues) {
   x[14] = -30000;
   x[15] = -5000;
   Word16 mem[10] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 100};
-  Syn_filt(a, x.data(), y.data(), 20, mem, 0);
-  EXPECT_EQ(Overflow, 1);
-  EXPECT_EQ(mem[9], 100);  // no update asked
   const std::array<Word16, 20> expected = {100,   100,  100,  100,  100,  100,   100,
                                            100,   100,  100,  100,  100,  20100, 32767,
                                            10100, 5100, 5100, 5100, 5100, 5100};
-  // 40100 is clipped in y while 40100 - 30000 = 10100 follows; a 16-bit recursion would
-  // continue from 32767.
+  Syn_filt(a, x.data(), y.data(), 20, mem, 0);
   EXPECT_EQ(y, expected);
+  EXPECT_EQ(Overflow, 1);
+  EXPECT_EQ(mem[9], 100);  // no update asked
+
+  // In place, the memory taking the last ten (clipped) outputs.
+  Syn_filt(a, x.data(), x.data(), 20, mem, 1);
+  EXPECT_EQ(x, expected);
+  EXPECT_TRUE(std::equal(mem, mem + 10, expected.begin() + 10));
 }
 
-TEST_F(Filters, SynFiltUpdatesItsMemoryFromTheClippedOutputInPlace) {
-  Word16 a[11] = {4096, -4096};
-  std::array<Word16, 20> xy{};
-  xy[12] = 20000;
-  xy[13] = 20000;
-  xy[14] = -30000;
-  Word16 mem[10] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 100};
-  Syn_filt(a, xy.data(), xy.data(), 20, mem, 1);
-  const Word16 last[10] = {100, 100, 20100, 32767, 10100, 10100, 10100, 10100, 10100, 10100};
-  EXPECT_TRUE(std::equal(last, last + 10, mem));
-  EXPECT_TRUE(std::equal(last, last + 10, xy.data() + 10));
+TEST_F(Filters, SynFiltStateWrapsInThirtyTwoBits) {
+  // yy[i] = 2 yy[i-1] from an impulse: 2^i, clipped in y from 2^15. The product 8192 * 2^18
+  // wraps to -2^31, so yy[19] = -2^19 (clipped to -32768), and 8192 * -2^19 wraps to 0.
+  Word16 a[11] = {4096, -8192};
+  std::array<Word16, 40> x{1}, y;
+  Word16 mem[10] = {};
+  Syn_filt(a, x.data(), y.data(), 40, mem, 0);
+  for (int i = 0; i < 40; ++i) {
+    EXPECT_EQ(y[i], i < 15 ? 1 << i : i < 19 ? 32767 : i == 19 ? -32768 : 0) << i;
+  }
 }
 
 TEST_F(Filters, ConvolveRoundsAndWraps) {

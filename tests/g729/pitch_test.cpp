@@ -217,6 +217,32 @@ TEST(GPitch, WrappedEnergyFallsBackToTheLinearSumOfTheQuarteredVector) {
   EXPECT_EQ(g[3], -15);
 }
 
+TEST(PitchRoutines, FullScaleNoiseStaysInRange) {
+  // Wrapped 32-bit sums must neither trap (the sanitizer builds run this) nor leave the
+  // delay ranges.
+  std::mt19937 rng(11);
+  std::uniform_int_distribution<int> sample(-32768, 32767);
+  for (int trial = 0; trial < 20; ++trial) {
+    WeightedSpeech speech;
+    Excitation exc;
+    std::array<Word16, 40> xn, h, y1;
+    for (auto& s : speech.samples) s = static_cast<Word16>(sample(rng));
+    for (auto& s : exc.samples) s = static_cast<Word16>(sample(rng));
+    for (auto& s : xn) s = static_cast<Word16>(sample(rng));
+    for (auto& s : h) s = static_cast<Word16>(sample(rng));
+    const Word16 t_op = Pitch_ol(speech.frame(), 20, 143, 80);
+    EXPECT_TRUE(t_op >= 20 && t_op <= 143) << t_op;
+    Word16 frac = 9;
+    const Word16 t0 = Pitch_fr3(exc.subframe(), xn.data(), h.data(), 40, 137, 143, 40, &frac);
+    EXPECT_TRUE(t0 >= 136 && t0 <= 144 && frac >= -1 && frac <= 1) << t0 << " " << frac;
+    Pred_lt_3(exc.subframe(), t0, frac, 40);
+    Convolve(exc.subframe(), h.data(), y1.data(), 40);
+    Word16 g[4];
+    const Word16 gain = G_pitch(xn.data(), y1.data(), g, 40);
+    EXPECT_TRUE(gain >= 0 && gain <= 19661) << gain;
+  }
+}
+
 TEST(Parity, SixMostSignificantBitsOfTheIndex) {
   for (int index = 0; index < 256; ++index) {
     const Word16 parity = static_cast<Word16>((1 + std::popcount(unsigned(index) >> 2)) & 1);
