@@ -1,6 +1,7 @@
-// Adaptive perceptual weighting W(z) = A(z/gamma1) / A(z/gamma2): flat spectra get the fixed
-// factors, strongly tilted ones (large first log-area ratio, small second) get gamma2 from the
-// narrowest LSF gap, so that sharp formants are weighted less.
+// Adaptive perceptual weighting W(z) = A(z/gamma1) / A(z/gamma2): most spectra get the fixed
+// factors; spectra with a strong low-frequency tilt (first log-area ratio far below zero, second
+// well above) get gamma1 0.98 and gamma2 from the narrowest LSF gap, so that sharp formants are
+// weighted less.
 #include "g729/perc_var.h"
 
 #include <algorithm>

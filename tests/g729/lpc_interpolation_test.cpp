@@ -29,7 +29,7 @@ constexpr Word16 kOld[10] = {30001, 26001, 21001, 15001, 8001, 1, -7999, -14999,
 constexpr Word16 kNew[10] = {31001, 27001, 22001, 16001, 9001, 1001, -6999, -13999, -19999, -24999};
 constexpr Word16 kMid[10] = {30501, 26501, 21501, 15501, 8501, 501, -7499, -14499, -20499, -25499};
 
-TEST(LspInterpolation, QuantizedFiltersUseTheExactMidpoint) {
+TEST(LspInterpolation, BothSidesUseTheExactMidpoint) {
   Filter mid, midOfHalves, fromNew;
   Lsp_Az(kMid, mid.data());
   Lsp_Az(kNew, fromNew.data());
@@ -38,25 +38,20 @@ TEST(LspInterpolation, QuantizedFiltersUseTheExactMidpoint) {
   Lsp_Az(halves, midOfHalves.data());
   ASSERT_NE(mid, midOfHalves);  // the two roundings give different filters here
 
+  // Quantized: both subframes' filters.
   Word16 Az[22];
   Int_qlpc(kOld, kNew, Az);
   EXPECT_TRUE(std::equal(mid.begin(), mid.end(), Az));
   EXPECT_TRUE(std::equal(fromNew.begin(), fromNew.end(), Az + 11));
-}
 
-TEST(LspInterpolation, UnquantizedSideGivesSubframeOneFilterAndBothLsfs) {
-  Filter mid;
-  Lsp_Az(kMid, mid.data());
-  Word16 lsfMid[10], lsfNew[10];
+  // Unquantized: subframe 1's filter (subframe 2 is the LP analysis' own) and both LSF sets.
+  Word16 lsfMid[10], lsfNew[10], lsf_int[10], lsf_new[10];
   Lsp_lsf(kMid, lsfMid, 10);
   Lsp_lsf(kNew, lsfNew, 10);
-
-  Word16 Az[22], lsf_int[10], lsf_new[10];
   std::fill_n(Az, 22, Word16{-7});
   Int_lpc(kOld, kNew, lsf_int, lsf_new, Az);
   EXPECT_TRUE(std::equal(mid.begin(), mid.end(), Az));
-  EXPECT_TRUE(std::all_of(Az + 11, Az + 22, [](Word16 v) { return v == -7; }))
-      << "subframe 2 is the LP analysis' own filter";
+  EXPECT_TRUE(std::all_of(Az + 11, Az + 22, [](Word16 v) { return v == -7; }));
   EXPECT_TRUE(std::equal(lsfMid, lsfMid + 10, lsf_int));
   EXPECT_TRUE(std::equal(lsfNew, lsfNew + 10, lsf_new));
 }

@@ -1,7 +1,5 @@
-// Vector helpers and the random generator.
+// The codec's random generator.
 #include <gtest/gtest.h>
-
-#include <array>
 
 #include "kestrune/g729_coder.h"
 
@@ -16,17 +14,6 @@ TEST(Random, LinearCongruenceWrapsAt16Bits) {
   EXPECT_EQ(Random(&seed), 23867);
   EXPECT_EQ(Random(&seed), -11048);
   EXPECT_EQ(seed, -11048);
-}
-
-TEST(Copy, ShiftsTowardsTheStartInPlaceAndIgnoresEmptyLengths) {
-  std::array<Word16, 6> v{1, 2, 3, 4, 5, 6};
-  Copy(v.data() + 2, v.data(), 4);
-  EXPECT_EQ(v, (std::array<Word16, 6>{3, 4, 5, 6, 5, 6}));
-  Copy(v.data() + 2, v.data(), -1);
-  Set_zero(v.data(), 0);
-  EXPECT_EQ(v, (std::array<Word16, 6>{3, 4, 5, 6, 5, 6}));
-  Set_zero(v.data() + 1, 2);
-  EXPECT_EQ(v, (std::array<Word16, 6>{3, 0, 0, 6, 5, 6}));
 }
 
 }  // namespace
