@@ -31,10 +31,10 @@ KESTRUNE_API Word16 Pitch_ol(Word16 signal[], Word16 pit_min, Word16 pit_max, Wo
 KESTRUNE_API Word16 Lag_max(Word16 signal[], Word16 L_frame, Word16 lag_max, Word16 lag_min,
                             Word16* cor_max);
 
-// Closed-loop delay in [t0_min, t0_max] with its fraction in *pit_frac. exc points at the
-// subframe inside the past excitation (t0_max + 4 + L_subfr past samples readable). At most
-// 40 samples and t0_max - t0_min at most 31. The first subframe (i_subfr 0) searches no
-// fraction above delay 84.
+// Closed-loop delay in [t0_min - 1, t0_max + 1] with its fraction in *pit_frac, for the target
+// xn and the impulse response h (Q12). exc points at the subframe; the t0_max + 4 samples
+// before it must be readable. At most 40 samples, and t0_max - t0_min at most 31. In the
+// first subframe (i_subfr 0) delays from 85 up get no fraction.
 KESTRUNE_API Word16 Pitch_fr3(Word16 exc[], Word16 xn[], Word16 h[], Word16 L_subfr, Word16 t0_min,
                               Word16 t0_max, Word16 i_subfr, Word16* pit_frac);
 
