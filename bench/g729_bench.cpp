@@ -10,6 +10,8 @@ extern "C" {
 #include <bcg729/encoder.h>
 }
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -128,6 +130,9 @@ BENCHMARK(BM_LpAnalysisAzLspQuaLsp);
 // Console output as usual, plus the CPU seconds per frame of each benchmark for the ratio.
 class FrameTimeReporter : public benchmark::ConsoleReporter {
  public:
+  // Colours only on a terminal.
+  FrameTimeReporter() : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_Defaults : OO_Tabular) {}
+
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
