@@ -1,7 +1,8 @@
-// Initial state of an encoding job.
+// Entry points of an encoding job: its initial state, and one frame from samples to words.
 #include <cstring>
 
 #include "g729/tab_ld8k.h"
+#include "kestrune/g729_bits.h"
 #include "kestrune/g729_coder.h"
 
 extern "C" {
@@ -30,6 +31,15 @@ void g729_coder_init(CoderState* state, int /*mode*/) {
   for (Word32& estimate : state->L_exc_err) estimate = 16384;  // 1.0 in Q14
 
   state->smooth_unused = 1;
+}
+
+Word16 g729coder_run(CoderState* state, const Word16 pcm[], UWord16 out[], int silence) {
+  Word16 ana[12];
+  Pre_Process(state, pcm);
+  Coder_ld8k(state, ana, 0, state->frame_counter, 0, 0, static_cast<Word16>(silence));
+  prm2bits_ld8k(ana, out);
+  state->frame_counter = static_cast<Word16>(state->frame_counter + 1);  // wraps at 16 bits
+  return 0;
 }
 
 }  // extern "C"

@@ -322,5 +322,21 @@ const Word16 freq_prev_reset[10] = {2339,  4679,  7018,  9358,  11698,
 const Word16 lsp_old_tab[10] = {30000, 26000, 21000, 15000, 8000,
                                 0,     -8000, -15000, -21000, -26000};
 
+// Pre-processing high-pass filter, cut-off 140 Hz: numerator (halved, so the input is divided
+// by two on the way) and denominator, Q12.
+const Word16 b140[3] = {1899, -3798, 1899};
+const Word16 a140[3] = {4096, 7807, -3733};
+
+// Taming: the 40-sample subframe (0 to 3) that a past excitation position falls in, for
+// positions 0 to 152.
+const Word16 tab_zone[153] = {
+    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1,
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1,
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2, 2, 2, 2, 2, 2, 2,
+    2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2,
+    2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3,
+    3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3};
+
 }  // extern "C"
 // clang-format on

@@ -41,6 +41,12 @@ extern const Word16 freq_prev_reset[10];
 // LSPs assumed before the first frame, Q15.
 extern const Word16 lsp_old_tab[10];
 
+// Pre-processing high-pass filter (140 Hz): halved numerator and denominator, Q12.
+extern const Word16 b140[3];
+extern const Word16 a140[3];
+// Taming: subframe index (position / 40) of past excitation positions 0..152.
+extern const Word16 tab_zone[153];
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,0 +1,151 @@
+// LP filters, convolution and the fixed-codebook correlations: against direct computations
+// and hand-worked values, with the clipping and Overflow rules of the synthesis filter.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <random>
+
+#include "kestrune/g729.h"
+
+namespace {
+
+class Filters : public ::testing::Test {
+ protected:
+  void SetUp() override { Overflow = 0; }
+  std::mt19937 rng{729};
+  Word16 random(int limit) {
+    return static_cast<Word16>(std::uniform_int_distribution<int>(-limit, limit)(rng));
+  }
+};
+
+TEST_F(Filters, ResiduIgnoresTheFirstCoefficientAndSaturates) {
+  std::array<Word16, 10 + 40> x;
+  for (auto& s : x) s = random(20000);
+  Word16 a[11] = {4096};
+  for (int j = 1; j <= 10; ++j) a[j] = random(3000);
+  std::array<Word16, 40> y, y_other_a0;
+  Residu(a, x.data() + 10, y.data(), 40);
+  EXPECT_EQ(Overflow, 1);  // inputs this loud clip somewhere
+  a[0] = -1234;
+  Residu(a, x.data() + 10, y_other_a0.data(), 40);
+  EXPECT_EQ(y, y_other_a0);
+
+  // No term here reaches 2^31, so a 64-bit sum gives the same value.
+  for (int i = 0; i < 40; ++i) {
+    int64_t sum = 4096 * int64_t{x[10 + i]} + 2048;
+    for (int j = 1; j <= 10; ++j) sum += int64_t{a[j]} * x[10 + i - j];
+    EXPECT_EQ(y[i], std::clamp<int64_t>(sum >> 12, -32768, 32767)) << i;
+  }
+}
+
+TEST_F(Filters, SynFiltClipsItsOutputButRecursesOnFullValues) {
+  // An integrator, yy[i] = x[i] + yy[i-1], started from y[-1] = 100 in the memory. 40100 is
+  // clipped in y while 40100 - 30000 = 10100 follows; a 16-bit recursion would continue
+  // from 32767.
+  Word16 a[11] = {4096, -4096};
+  std::array<Word16, 20> x{}, y;
+  x[12] = 20000;
+  x[13] = 20000;
+  x[14] = -30000;
+  x[15] = -5000;
+  Word16 mem[10] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 100};
+  const std::array<Word16, 20> expected = {100,   100,  100,  100,  100,  100,   100,
+                                           100,   100,  100,  100,  100,  20100, 32767,
+                                           10100, 5100, 5100, 5100, 5100, 5100};
+  Syn_filt(a, x.data(), y.data(), 20, mem, 0);
+  EXPECT_EQ(y, expected);
+  EXPECT_EQ(Overflow, 1);
+  EXPECT_EQ(mem[9], 100);  // no update asked
+
+  // In place, the memory taking the last ten (clipped) outputs.
+  Syn_filt(a, x.data(), x.data(), 20, mem, 1);
+  EXPECT_EQ(x, expected);
+  EXPECT_TRUE(std::equal(mem, mem + 10, expected.begin() + 10));
+}
+
+TEST_F(Filters, SynFiltStateWrapsInThirtyTwoBits) {
+  // yy[i] = 2 yy[i-1] from an impulse: 2^i, clipped in y from 2^15. The product 8192 * 2^18
+  // wraps to -2^31, so yy[19] = -2^19 (clipped to -32768), and 8192 * -2^19 wraps to 0.
+  Word16 a[11] = {4096, -8192};
+  std::array<Word16, 40> x{1}, y;
+  Word16 mem[10] = {};
+  Syn_filt(a, x.data(), y.data(), 40, mem, 0);
+  for (int i = 0; i < 40; ++i) {
+    EXPECT_EQ(y[i], i < 15 ? 1 << i : i < 19 ? 32767 : i == 19 ? -32768 : 0) << i;
+  }
+}
+
+TEST_F(Filters, ConvolveRoundsAndWraps) {
+  std::array<Word16, 40> impulse{1}, h, y;
+  for (int n = 0; n < 40; ++n) h[n] = static_cast<Word16>(n * 811 - 16000);
+  Convolve(impulse.data(), h.data(), y.data(), 40);
+  for (int n = 0; n < 40; ++n) EXPECT_EQ(y[n], (h[n] + 2048) >> 12) << n;
+
+  // Full-scale inputs: the sums wrap in 32 bits and the result is cut to 16 bits. Both the
+  // blocked length and one with a tail.
+  std::array<Word16, 40> x;
+  for (auto& s : x) s = random(32767);
+  for (auto& s : h) s = random(32767);
+  for (const Word16 length : {40, 37}) {
+    y.fill(0);
+    Convolve(x.data(), h.data(), y.data(), length);
+    for (int n = 0; n < length; ++n) {
+      uint32_t sum = 2048;
+      for (int i = 0; i <= n; ++i) sum += static_cast<uint32_t>(x[i] * h[n - i]);
+      EXPECT_EQ(y[n], static_cast<Word16>(static_cast<int32_t>(sum) >> 12)) << length << ":" << n;
+    }
+  }
+}
+
+TEST_F(Filters, CorrXy2HandWorkedAndSaturated) {
+  // y2 = 8 is 1 in Q9. <y2,y2> = 1 + 2*40 = 81, normalised by 24: 0x5100, exponent 27;
+  // <xn,y2> with xn = 1 the same, negated, exponent 24 - 7; <y1,y2> with y1 = 2 is 161,
+  // normalised by 23: 0x5080, exponent 16.
+  std::array<Word16, 40> xn, y1, y2;
+  xn.fill(1);
+  y1.fill(2);
+  y2.fill(8);
+  Word16 g[5] = {}, e[5] = {};
+  Corr_xy2(xn.data(), y1.data(), y2.data(), g, e);
+  EXPECT_EQ(g[2], 0x5100);
+  EXPECT_EQ(e[2], 27);
+  EXPECT_EQ(g[3], -0x5100);
+  EXPECT_EQ(e[3], 17);
+  EXPECT_EQ(g[4], 0x5080);
+  EXPECT_EQ(e[4], 16);
+
+  // A cross term past 2^31 saturates silently: 32767 unnormalised, exponent -7.
+  xn.fill(32767);
+  y2.fill(32767);
+  Corr_xy2(xn.data(), y1.data(), y2.data(), g, e);
+  EXPECT_EQ(g[3], -32767);
+  EXPECT_EQ(e[3], -7);
+  EXPECT_EQ(Overflow, 0);
+}
+
+TEST_F(Filters, UncalledHelpers) {
+  std::array<Word16, 40> x, y;
+  for (auto& s : x) s = random(20000);
+  // A biquad with b = {1, 0, 0} and no feedback passes the signal and remembers its end.
+  const Word16 b[3] = {4096, 0, 0}, a[3] = {4096, 0, 0};
+  Word16 mem[4] = {};
+  B_iircal(b, a, x.data(), y.data(), 40, mem);
+  EXPECT_EQ(x, y);
+  EXPECT_EQ(mem[0], x[39]);
+  EXPECT_EQ(mem[2], y[39]);
+
+  Word32 r[2];
+  B_comput_correlataionS(x.data(), 40, r, 2);
+  int64_t r0 = 0, r1 = 0;
+  for (int i = 0; i < 40; ++i) r0 += x[i] * x[i];
+  for (int i = 1; i < 40; ++i) r1 += x[i] * x[i - 1];
+  EXPECT_EQ(r[0], static_cast<Word32>(r0));
+  EXPECT_EQ(r[1], static_cast<Word32>(r1));
+
+  B_array_vol(x.data(), y.data(), 40, 4096 * 2);
+  for (int i = 0; i < 40; ++i) EXPECT_EQ(y[i], std::clamp(2 * x[i], -32768, 32767));
+}
+
+}  // namespace

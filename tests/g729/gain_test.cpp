@@ -1,0 +1,206 @@
+// Gain prediction, the predictor memory updates, the gain quantizer and the
+// silence-description energy quantizer.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+
+#include "g729/tab_gain.h"
+#include "kestrune/g729_gain.h"
+
+namespace {
+
+using Memory = std::array<Word16, 4>;
+
+struct Prediction {
+  Word16 gcode0, exp;
+  bool operator==(const Prediction&) const = default;
+};
+
+Prediction predict(const Memory& memory, const std::array<Word16, 40>& code) {
+  Prediction p{};
+  Gain_predict(memory.data(), code.data(), 40, &p.gcode0, &p.exp);
+  return p;
+}
+
+TEST(GainPredict, ZeroVectorRestsOnTheMeanAndTheMemory) {
+  // Log2(0) gives 0 and 0, so t = 0x3FA60000 + sum(pred * memory).
+  // Memory 0: t = 1067843584, Q8 gain 32588; 32588 * 5439 >> 7 = 1384735 = 21 * 2^16 + 2 * 4239;
+  // Pow2(14, 4239) = (17867 * 2^16 + 9152 * 391) >> 16 = 17921.
+  EXPECT_EQ(predict({0, 0, 0, 0}, {}), (Prediction{17921, 14 - 21}));
+  // Memory -14336 (x4): t = 1067843584 - 14663 * 14336 = 857634816, Q8 gain 26172;
+  // 26172 * 5439 >> 7 = 1112105 = 16 * 2^16 + 2 * 31764; Pow2(14, 31764) = 32079.
+  EXPECT_EQ(predict({-14336, -14336, -14336, -14336}, {}), (Prediction{32079, 14 - 16}));
+}
+
+TEST(GainPredict, EnergyIsAQuarterOfTheWrappingDoubledSum) {
+  // 40 * 8192^2 = 0xA0000000 wraps negative; shifted logically it is 0x50000000: log2 = 30 and
+  // fraction tablog[8] = 10549. t = 0x3FA60000 + ((30 * -49320 + (10549 * -24660 >> 14)) << 9)
+  // = 302158848, Q8 gain 9221; 9221 * 5439 >> 7 = 391820 = 5 * 2^16 + 2 * 32070;
+  // Pow2(14, 32070) = (32066 * 2^16 + 20864 * 701) >> 16 = 32289.
+  std::array<Word16, 40> code;
+  code.fill(-8192);
+  EXPECT_EQ(predict({0, 0, 0, 0}, code), (Prediction{32289, 14 - 5}));
+}
+
+TEST(GainUpdate, StoresTwentyLog10OfTheCodebookGain) {
+  // 20 log10(L / 8192) in Q10 through ((L_Comp(exp - 13, frac) << 13) >> 16) * 24660 >> 15.
+  const struct {
+    Word32 L_gbk12;
+    Word16 energy;
+  } cases[] = {
+      {8192, 0},      // 1.0: log2 exactly 13
+      {16384, 6165},  // 2.0: 8192 * 24660 >> 15
+      {4096, -6165},  // 0.5
+      {12288, 3605},  // 1.5: fraction 19167, (38334 >> 3) * 24660 >> 15
+  };
+  for (const auto& c : cases) {
+    Memory memory = {100, 200, 300, 400};
+    Gain_update(memory.data(), c.L_gbk12);
+    EXPECT_EQ(memory, (Memory{c.energy, 100, 200, 300})) << c.L_gbk12;
+  }
+}
+
+TEST(GainUpdate, ErasureStoresTheAverageLessFourDbAboveMinus14) {
+  const struct {
+    Memory before, after;
+  } cases[] = {
+      {{4096, 2048, 0, -2048}, {-3072, 4096, 2048, 0}},                      // 1024 - 4096
+      {{-12288, -12288, -12288, -12288}, {-14336, -12288, -12288, -12288}},  // -16384 limited
+  };
+  for (const auto& c : cases) {
+    Memory memory = c.before;
+    Gain_update_erasure(memory.data());
+    EXPECT_EQ(memory, c.after);
+  }
+}
+
+// The five correlations from real values: <y1,y1>, <x,y1>, <y2,y2>, <x,y2>, <y1,y2>.
+struct Correlations {
+  Word16 g[5], e[5];
+};
+
+Correlations correlations(double yy, double xy, double y2y2, double xy2, double y1y2) {
+  Correlations c{};
+  const double value[5] = {yy, -2 * xy, y2y2, -2 * xy2, 2 * y1y2};
+  for (int i = 0; i < 5; ++i) {
+    int exponent;
+    const double fraction = std::frexp(value[i], &exponent);
+    c.g[i] = static_cast<Word16>(std::clamp<long>(std::lround(fraction * 32768), -32768, 32767));
+    c.e[i] = static_cast<Word16>(15 - exponent);
+  }
+  return c;
+}
+
+constexpr std::array<Word16, 40> kCode = [] {
+  std::array<Word16, 40> c{};
+  c[5] = 8191, c[11] = -8192, c[22] = 8191, c[39] = -8192;
+  return c;
+}();
+
+struct Quantized {
+  Word16 index, gain_pit, gain_cod;
+};
+
+Quantized quantize(const Correlations& c, Word16 tameflag) {
+  Quantized q{};
+  q.index = Qua_gain(kCode.data(), c.g, c.e, 40, &q.gain_pit, &q.gain_cod, tameflag);
+  return q;
+}
+
+// Codebook rows of an index and the sums they stand for.
+int row1(Word16 index) {
+  return imap1[index >> 4];
+}
+int row2(Word16 index) {
+  return imap2[index & 15];
+}
+Word16 pitchGain(int i, int j) {
+  return static_cast<Word16>(gbk1[i][0] + gbk2[j][0]);
+}
+Word32 codeGainPart(Word16 index) {
+  return gbk1[row1(index)][1] + gbk2[row2(index)][1];
+}
+
+TEST(QuaGain, IndexNamesTheChosenPairAndTamingLimitsThePitchGain) {
+  uint32_t seed = 1;
+  const auto uniform = [&seed](double lo, double hi) {
+    seed = seed * 1664525u + 1013904223u;
+    return lo + (hi - lo) * (seed >> 8) / double(1 << 24);
+  };
+  for (int n = 0; n < 300; ++n) {
+    const double yy = std::pow(10, uniform(2, 8)), y2y2 = std::pow(10, uniform(0, 3));
+    const Correlations c =
+        correlations(yy, yy * uniform(-0.5, 1.5), y2y2, y2y2 * std::pow(10, uniform(-1, 3)),
+                     uniform(-0.9, 0.9) * std::sqrt(yy * y2y2));
+    for (Word16 tameflag : {0, 1}) {
+      const Quantized q = quantize(c, tameflag);
+      ASSERT_GE(q.index, 0);
+      ASSERT_LT(q.index, 128);
+      const int i = row1(q.index), j = row2(q.index);
+      EXPECT_EQ(q.gain_pit, pitchGain(i, j));
+      if (tameflag == 1 && q.gain_pit > 16382) {
+        // Only when no pair of the searched block is allowed: it then stays at its first pair.
+        for (int a = i; a < i + NCAN1; ++a) {
+          for (int b = j; b < j + NCAN2; ++b) EXPECT_GT(pitchGain(a, b), 16382) << n;
+        }
+      }
+    }
+  }
+  // A target asking for a pitch gain of 1.2 gets more than 1.0 unless tamed.
+  const Correlations periodic = correlations(1e6, 1.2e6, 40, 1, 0);
+  EXPECT_GT(quantize(periodic, 0).gain_pit, 16382);
+  EXPECT_LE(quantize(periodic, 1).gain_pit, 16382);
+}
+
+// gain_cod: upper half of gcode0 * (L_gbk12 >> 1) * 2 shifted left by 4 - exp, saturating.
+Word16 codeGain(Prediction p, Word32 L_gbk12) {
+  const int64_t product = int64_t{p.gcode0} * (L_gbk12 >> 1) * 2;
+  const int shift = 4 - p.exp;
+  const int64_t shifted = shift >= 0 ? product * (int64_t{1} << shift) : product >> -shift;
+  return static_cast<Word16>(std::clamp<int64_t>(shifted, INT32_MIN, INT32_MAX) >> 16);
+}
+
+TEST(QuaGain, PredictorMemoryCarriesOverFromCallToCall) {
+  // Four calls replace the whole memory, with energies known from their indices.
+  Memory memory{};
+  const Correlations quiet = correlations(1e6, 0.5e6, 40, -40, 0);
+  for (int n = 0; n < 4; ++n) Gain_update(memory.data(), codeGainPart(quantize(quiet, 0).index));
+  // Two identical calls, each predicting from what the one before left.
+  const Correlations loud = correlations(1e6, 0.5e6, 40, 40 * 3000, 0);
+  Word16 gains[2];
+  for (Word16& gain : gains) {
+    const Prediction p = predict(memory, kCode);
+    const Quantized q = quantize(loud, 0);
+    EXPECT_EQ(q.gain_cod, codeGain(p, codeGainPart(q.index)));
+    Gain_update(memory.data(), codeGainPart(q.index));
+    gain = q.gain_cod;
+  }
+  EXPECT_NE(gains[0], gains[1]);
+}
+
+TEST(QuaSidgain, EnergyToIndexOnBothScales) {
+  // 16384 * 2^-sh scaled by fact: with one energy 16384 * 2^16 * 26 / 2^15 = 851968 at sh1 16,
+  // log2 = 19 + 22951 / 2^15, so t = 3 * 1024 + mult_r(22951, 1024) = 3789 before the scale.
+  const struct {
+    Word16 nb_ener;
+    Word16 ener[2], sh_ener[2];
+    Word16 idx, enerq;
+  } cases[] = {
+      {0, {0, 0}, {0, 0}, 2, 0},           // t = 0: mult(3401, 24) = 2, 4 * 2 - 8
+      {1, {16384, 0}, {0, 0}, 5, 12},      // t = 3789: mult(7190, 24) = 5
+      {2, {16384, 16384}, {0, 0}, 5, 12},  // the average of two equal energies
+      {1, {16384, 0}, {-8, 0}, 16, 36},    // t = 11981: (mult(11641, 193) >> 2) - 1 = 16
+      {1, {16384, 0}, {-20, 0}, 31, 66},   // t = 24269, above 22111
+  };
+  for (const auto& c : cases) {
+    Word16 enerq = 0, idx = 0;
+    Qua_Sidgain(c.ener, c.sh_ener, c.nb_ener, &enerq, &idx);
+    EXPECT_EQ(idx, c.idx) << c.nb_ener << "," << c.sh_ener[0];
+    EXPECT_EQ(enerq, c.enerq) << c.nb_ener << "," << c.sh_ener[0];
+  }
+}
+
+}  // namespace

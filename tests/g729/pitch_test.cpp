@@ -1,0 +1,255 @@
+// Pitch analysis: the delay searches and their tie rules, the delay index, the
+// adaptive-codebook vector against a direct computation, the pitch gain and the parity bit.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "g729/tab_pitch.h"
+#include "kestrune/g729.h"
+
+namespace {
+
+// Weighted speech: 143 past samples and an 80-sample frame.
+struct WeightedSpeech {
+  std::array<Word16, 223> samples{};
+  Word16* frame() { return samples.data() + 143; }
+};
+
+// A voiced-like signal: one decaying 800 Hz burst every `period` samples.
+WeightedSpeech pulseTrain(int period, double amplitude) {
+  WeightedSpeech speech;
+  for (int n = 0; n < 223; ++n) {
+    const int k = n % period;
+    speech.samples[n] =
+        static_cast<Word16>(std::lround(amplitude * std::exp(-k / 8.0) * std::cos(0.2 * M_PI * k)));
+  }
+  return speech;
+}
+
+TEST(PitchOl, SilenceTiesToTheSmallestDelayOfTheFirstSection) {
+  WeightedSpeech silence;
+  EXPECT_EQ(Pitch_ol(silence.frame(), 20, 143, 80), 80);
+}
+
+TEST(PitchOl, FindsThePeriodAtEveryScaleNotItsMultiple) {
+  // Loud (scaled down by 16), ordinary, and quiet (scaled up by 8) versions of the same
+  // voicing; the first section holds 2 x 57 = 114 and must lose to 57.
+  for (const double amplitude : {30000.0, 1000.0, 30.0}) {
+    auto speech = pulseTrain(57, amplitude);
+    EXPECT_EQ(Pitch_ol(speech.frame(), 20, 143, 80), 57) << amplitude;
+  }
+  auto speech = pulseTrain(31, 8000);  // third section against 62 and 93 (or 124)
+  EXPECT_EQ(Pitch_ol(speech.frame(), 20, 143, 80), 31);
+}
+
+TEST(LagMax, TiesGoToTheSmallerDelayAndTheMaximumIsNormalised) {
+  WeightedSpeech constant;
+  constant.samples.fill(100);
+  Word16 cor_max = 0;
+  EXPECT_EQ(Lag_max(constant.frame(), 80, 143, 80, &cor_max), 80);
+  // 800000 / sqrt(800000) in Q30, taken down by 32 bits: sqrt(800000) / 4.
+  EXPECT_NEAR(cor_max, std::sqrt(800000.0) / 4, 1);
+}
+
+// Excitation buffer: 154 past samples, then the subframe.
+struct Excitation {
+  std::array<Word16, 194> samples{};
+  Word16* subframe() { return samples.data() + 154; }
+};
+
+Excitation randomExcitation(unsigned seed) {
+  Excitation exc;
+  std::mt19937 rng(seed);
+  std::uniform_int_distribution<int> value(-3000, 3000);
+  for (auto& s : exc.samples) s = static_cast<Word16>(value(rng));
+  return exc;
+}
+
+TEST(PitchFr3, TiesGoToTheLargerDelayThenToFractionMinusTwo) {
+  auto exc = randomExcitation(1);
+  std::array<Word16, 40> impulse{4096}, silence{};
+  Word16 frac = 9;
+  // Every correlation is 0: the integer search ends on t0_max, where the first subframe
+  // stops above 84 ...
+  EXPECT_EQ(Pitch_fr3(exc.subframe(), silence.data(), impulse.data(), 40, 90, 96, 0, &frac), 96);
+  EXPECT_EQ(frac, 0);
+  // ... and otherwise no fraction beats -2/3, which is coded as 95 + 1/3.
+  EXPECT_EQ(Pitch_fr3(exc.subframe(), silence.data(), impulse.data(), 40, 90, 96, 40, &frac), 95);
+  EXPECT_EQ(frac, 1);
+  EXPECT_EQ(Pitch_fr3(exc.subframe(), silence.data(), impulse.data(), 40, 30, 36, 0, &frac), 35);
+  EXPECT_EQ(frac, 1);
+}
+
+TEST(PitchFr3, RecoversTheDelayOfAnAdaptiveCodebookTarget) {
+  // Band-limited excitation (three low sines), in which a third of a sample is resolvable.
+  Excitation exc;
+  for (int n = 0; n < 194; ++n) {
+    exc.samples[n] = static_cast<Word16>(3000 * std::sin(0.31 * n) + 2000 * std::sin(0.77 * n + 1) +
+                                         1000 * std::sin(1.3 * n + 2));
+  }
+  std::array<Word16, 40> impulse{4096};
+  const struct {
+    Word16 t0, frac, t0_min, i_subfr;
+  } cases[] = {{50, 0, 47, 40},  {50, -1, 47, 40}, {50, 1, 47, 40},
+               {77, -1, 74, 40}, {33, 1, 30, 0},   {100, 0, 97, 0}};
+  for (const auto& c : cases) {
+    Excitation predicted = exc;
+    Pred_lt_3(predicted.subframe(), c.t0, c.frac, 40);
+    Word16 frac = 9;
+    const Word16 t0 = Pitch_fr3(exc.subframe(), predicted.subframe(), impulse.data(), 40, c.t0_min,
+                                static_cast<Word16>(c.t0_min + 6), c.i_subfr, &frac);
+    EXPECT_EQ(t0, c.t0) << c.t0 << " " << c.frac;
+    EXPECT_EQ(frac, c.frac) << c.t0 << " " << c.frac;
+  }
+}
+
+TEST(Interpol3, PhasesOfTheInterpolationFilter) {
+  // A single correlation peak reads the filter back: phase f for +f/3 and -f/3 alike.
+  std::array<Word32, 9> x{};
+  x[4] = 1 << 15;
+  const Word32 expected[] = {inter_3[2], inter_3[1], inter_3[0], inter_3[1], inter_3[2]};
+  for (Word16 f = -2; f <= 2; ++f) EXPECT_EQ(Interpol_3(&x[4], f), expected[f + 2]) << f;
+
+  // Large values wrap in 32 bits (the sanitizers check that nothing overflows signed).
+  x.fill(INT32_MAX);
+  uint32_t sum = 16384;
+  for (int k = 0; k <= 9; k += 3) {
+    sum += 0x7fffffffu * static_cast<uint32_t>(inter_3[k] + inter_3[k + 3]);
+  }
+  EXPECT_EQ(Interpol_3(&x[4], 0), static_cast<Word32>(sum) >> 15);
+}
+
+TEST(EncLag3, IndexAndSecondSubframeRangeAtTheBoundaries) {
+  Word16 t0_min = 0, t0_max = 0;
+  EXPECT_EQ(Enc_lag3(85, 0, &t0_min, &t0_max, 20, 143, 0), 197);
+  EXPECT_EQ(Enc_lag3(19, 1, &t0_min, &t0_max, 20, 143, 0), 0);
+  EXPECT_EQ(Enc_lag3(21, -1, &t0_min, &t0_max, 20, 143, 0), 4);
+  EXPECT_EQ(t0_min, 20);
+  EXPECT_EQ(t0_max, 29);
+  EXPECT_EQ(Enc_lag3(86, 0, &t0_min, &t0_max, 20, 143, 0), 198);
+  EXPECT_EQ(Enc_lag3(140, 0, &t0_min, &t0_max, 20, 143, 0), 252);
+  EXPECT_EQ(t0_min, 134);
+  EXPECT_EQ(t0_max, 143);
+  EXPECT_EQ(Enc_lag3(136, -1, &t0_min, &t0_max, 20, 143, 40), 7);
+  EXPECT_EQ(t0_min, 134);  // the second subframe leaves the range alone
+  EXPECT_EQ(t0_max, 143);
+}
+
+// Pred_lt_3 as a plain interpolation: each output weighs exc[j - T0 + m] by the table entry
+// for distance m + frac/3, written into the buffer before the next output is computed.
+std::vector<Word16> directPrediction(const Excitation& exc, int t0, int frac) {
+  std::vector<Word16> buffer(exc.samples.begin(), exc.samples.end());
+  Word16* x = buffer.data() + 154;
+  for (int j = 0; j < 40; ++j) {
+    int64_t sum = 0;
+    for (int m = -10; m <= 10; ++m) {
+      const int index = 30 + 3 * m + frac;
+      if (index >= 0 && index <= 60) sum += int64_t{x[j - t0 + m]} * inter32_fir_tab[index];
+    }
+    x[j] = static_cast<Word16>(std::clamp<int64_t>(sum >> 24, -32768, 32767));
+  }
+  return buffer;
+}
+
+TEST(PredLt3, IntegerDelayCopiesTheExcitationAtTheCentreTap) {
+  auto exc = randomExcitation(3);
+  exc.samples[154 - 60] = 32767;
+  exc.samples[154 - 59] = -32768;
+  Excitation copy = exc;
+  Pred_lt_3(copy.subframe(), 60, 0, 40);
+  for (int j = 0; j < 40; ++j) {
+    EXPECT_EQ(copy.subframe()[j], (int64_t{exc.subframe()[j - 60]} * 16609444) >> 24) << j;
+  }
+}
+
+TEST(PredLt3, ShortDelaysReadBackTheirOwnOutputs) {
+  auto exc = randomExcitation(4);
+  exc.samples[154 - 25] = 32767;  // enough gain near full scale to clip
+  exc.samples[154 - 24] = 32767;
+  exc.samples[154 - 23] = 32767;
+  for (const Word16 t0 : {20, 25, 39}) {
+    for (const Word16 frac : {-1, 0, 1}) {
+      Excitation actual = exc;
+      Pred_lt_3(actual.subframe(), t0, frac, 40);
+      const auto expected = directPrediction(exc, t0, frac);
+      EXPECT_TRUE(std::equal(expected.begin(), expected.end(), actual.samples.begin()))
+          << t0 << " " << frac;
+    }
+  }
+}
+
+TEST(GPitch, GainAndCorrelationTerms) {
+  std::mt19937 rng(5);
+  std::uniform_int_distribution<int> value(-4000, 4000);
+  std::array<Word16, 40> y1, half, twice, opposite;
+  double energy = 1;
+  for (int i = 0; i < 40; ++i) {
+    y1[i] = static_cast<Word16>(value(rng));
+    half[i] = static_cast<Word16>(y1[i] / 2);
+    twice[i] = static_cast<Word16>(2 * y1[i]);
+    opposite[i] = static_cast<Word16>(-y1[i]);
+    energy += static_cast<double>(y1[i]) * y1[i];
+  }
+  Word16 g[4];
+  EXPECT_NEAR(G_pitch(half.data(), y1.data(), g, 40), 8192, 4);  // 0.5 in Q14
+  // Mantissa and exponent describe the energy: g[0] * 2^(g[1] + 1).
+  EXPECT_NEAR(std::ldexp(g[0], g[1] + 1) / energy, 1, 1e-4);
+  EXPECT_EQ(G_pitch(twice.data(), y1.data(), g, 40), 19661);  // limited to 1.2
+  EXPECT_EQ(G_pitch(opposite.data(), y1.data(), g, 40), 0);
+  EXPECT_EQ(g[3], -15);
+}
+
+TEST(GPitch, WrappedEnergyFallsBackToTheLinearSumOfTheQuarteredVector) {
+  // 40 * 32767^2 + 1 wraps to -2621399 in 32 bits, below 4 * 40 * 8191 = 1310560, so the
+  // energy is taken from 327640: norm 12, mantissa 0x4FFD8000 rounded to 20478, exponent 8.
+  std::array<Word16, 40> y1, silence{};
+  y1.fill(32767);
+  Word16 g[4];
+  EXPECT_EQ(G_pitch(silence.data(), y1.data(), g, 40), 0);
+  EXPECT_EQ(g[0], 20478);
+  EXPECT_EQ(g[1], 15 - 8);
+  EXPECT_EQ(g[3], -15);
+}
+
+TEST(PitchRoutines, FullScaleNoiseStaysInRange) {
+  // Wrapped 32-bit sums must neither trap (the sanitizer builds run this) nor leave the
+  // delay ranges.
+  std::mt19937 rng(11);
+  std::uniform_int_distribution<int> sample(-32768, 32767);
+  for (int trial = 0; trial < 20; ++trial) {
+    WeightedSpeech speech;
+    Excitation exc;
+    std::array<Word16, 40> xn, h, y1;
+    for (auto& s : speech.samples) s = static_cast<Word16>(sample(rng));
+    for (auto& s : exc.samples) s = static_cast<Word16>(sample(rng));
+    for (auto& s : xn) s = static_cast<Word16>(sample(rng));
+    for (auto& s : h) s = static_cast<Word16>(sample(rng));
+    const Word16 t_op = Pitch_ol(speech.frame(), 20, 143, 80);
+    EXPECT_TRUE(t_op >= 20 && t_op <= 143) << t_op;
+    Word16 frac = 9;
+    const Word16 t0 = Pitch_fr3(exc.subframe(), xn.data(), h.data(), 40, 137, 143, 40, &frac);
+    EXPECT_TRUE(t0 >= 136 && t0 <= 144 && frac >= -1 && frac <= 1) << t0 << " " << frac;
+    Pred_lt_3(exc.subframe(), t0, frac, 40);
+    Convolve(exc.subframe(), h.data(), y1.data(), 40);
+    Word16 g[4];
+    const Word16 gain = G_pitch(xn.data(), y1.data(), g, 40);
+    EXPECT_TRUE(gain >= 0 && gain <= 19661) << gain;
+  }
+}
+
+TEST(Parity, SixMostSignificantBitsOfTheIndex) {
+  for (int index = 0; index < 256; ++index) {
+    const Word16 parity = static_cast<Word16>((1 + std::popcount(unsigned(index) >> 2)) & 1);
+    EXPECT_EQ(Parity_Pitch(static_cast<Word16>(index)), parity) << index;
+    EXPECT_EQ(Check_Parity_Pitch(static_cast<Word16>(index), parity), 0) << index;
+    EXPECT_EQ(Check_Parity_Pitch(static_cast<Word16>(index), static_cast<Word16>(1 - parity)), 1);
+  }
+}
+
+}  // namespace
