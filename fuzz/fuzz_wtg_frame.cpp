@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "g729/tab_ld8k.h"
 #include "kestrune/g729.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -1,15 +1,20 @@
-// Every constant table of the speech codec, under its G.729 name. Defined in tab_ld8k.cpp.
-// Tables are exported with C linkage, as the codec's other data is.
+// Constant tables of the speech codec, under their G.729 names. Defined in tab_ld8k.cpp. They
+// have C linkage but stay inside the library (not exported).
 #pragma once
 
-#include "kestrune/g729_bits.h"  // bitsno, bitsno2
+#include "kestrune/g729_bits.h"  // PRM_SIZE, PRM_SIZE_SID
 #include "kestrune/g729_types.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
+// Widths of the frame's parameters in bits: a speech frame's eleven, a silence frame's four.
+extern const Word16 bitsno[PRM_SIZE];
+extern const Word16 bitsno2[PRM_SIZE_SID];
+
 // Pow2: 2^(i/32) in Q14 for i = 0..32 (the last entry is 32767 rather than 32768).
+
 extern const Word16 tabpow[33];
 // Log2: log2(1 + i/32) in Q15 for i = 0..32.
 extern const Word16 tablog[33];

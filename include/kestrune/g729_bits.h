@@ -2,6 +2,7 @@
 #pragma once
 
 #include "kestrune/g729_types.h"
+#include "kestrune/kestrune_export.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -15,14 +16,11 @@ extern "C" {
 
 // Field widths of the speech-frame parameters (they sum to 80) and of the silence-description
 // parameters. Kept as data: the packer has the layout built in.
-extern const Word16 bitsno[PRM_SIZE];
-extern const Word16 bitsno2[PRM_SIZE_SID];
-
 // prm[0] is the frame type and is not packed; prm[1..11] fill bits[0..4], least significant
 // bit first. Each parameter is cut to its field width.
-void prm2bits_ld8k(Word16 prm[], UWord16 bits[]);
+KESTRUNE_API void prm2bits_ld8k(Word16 prm[], UWord16 bits[]);
 // Inverse of prm2bits_ld8k: writes prm[1..11] and leaves prm[0] as it was.
-void bits2prm_ld8k(UWord16 bits[], Word16 prm[]);
+KESTRUNE_API void bits2prm_ld8k(UWord16 bits[], Word16 prm[]);
 
 #ifdef __cplusplus
 }

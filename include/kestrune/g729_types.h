@@ -3,6 +3,8 @@
 
 #include <stdint.h>
 
+#include "kestrune/kestrune_export.h"
+
 typedef int16_t Word16;
 typedef int32_t Word32;
 typedef uint16_t UWord16;
@@ -14,9 +16,9 @@ extern "C" {
 
 // Set by the flag-setting operators when they saturate (never cleared by them); shared by every
 // coder in the process and not locked.
-extern Flag Overflow;
+KESTRUNE_API extern Flag Overflow;
 // Carry in and out of L_add_c / L_sub_c and the operators built on them.
-extern Flag Carry;
+KESTRUNE_API extern Flag Carry;
 
 #ifdef __cplusplus
 }

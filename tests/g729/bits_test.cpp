@@ -5,6 +5,7 @@
 #include <array>
 #include <random>
 
+#include "g729/tab_ld8k.h"
 #include "kestrune/g729.h"
 
 namespace {
