@@ -1,5 +1,12 @@
 // Public C interface of the fixed-point speech codec: operators, frame packing, the
 // encoder routines, their filters, the fixed-codebook search and the gain quantizer.
+//
+// One coder at a time per process. The codec keeps process-wide state that no lock guards
+// and nothing resets: the Overflow and Carry flags, the gain predictor's past energies and
+// the adaptive weighting's memory (perc_var). Two coders running at once on different
+// threads disturb each other's output (and race on that state); run them one after another,
+// on one thread or behind one lock, as the WTG conversion service does. Each state record
+// (CoderState) belongs to one job and is only touched by the routines it is handed to.
 #pragma once
 
 #include "kestrune/g729_acelp.h"
