@@ -25,24 +25,27 @@ Prediction predict(const Memory& memory, const std::array<Word16, 40>& code) {
   return p;
 }
 
-TEST(GainPredict, ZeroVectorRestsOnTheMeanAndTheMemory) {
-  // Log2(0) gives 0 and 0, so t = 0x3FA60000 + sum(pred * memory).
-  // Memory 0: t = 1067843584, Q8 gain 32588; 32588 * 5439 >> 7 = 1384735 = 21 * 2^16 + 2 * 4239;
-  // Pow2(14, 4239) = (17867 * 2^16 + 9152 * 391) >> 16 = 17921.
-  EXPECT_EQ(predict({0, 0, 0, 0}, {}), (Prediction{17921, 14 - 21}));
-  // Memory -14336 (x4): t = 1067843584 - 14663 * 14336 = 857634816, Q8 gain 26172;
-  // 26172 * 5439 >> 7 = 1112105 = 16 * 2^16 + 2 * 31764; Pow2(14, 31764) = 32079.
-  EXPECT_EQ(predict({-14336, -14336, -14336, -14336}, {}), (Prediction{32079, 14 - 16}));
-}
-
-TEST(GainPredict, EnergyIsAQuarterOfTheWrappingDoubledSum) {
-  // 40 * 8192^2 = 0xA0000000 wraps negative; shifted logically it is 0x50000000: log2 = 30 and
-  // fraction tablog[8] = 10549. t = 0x3FA60000 + ((30 * -49320 + (10549 * -24660 >> 14)) << 9)
-  // = 302158848, Q8 gain 9221; 9221 * 5439 >> 7 = 391820 = 5 * 2^16 + 2 * 32070;
-  // Pow2(14, 32070) = (32066 * 2^16 + 20864 * 701) >> 16 = 32289.
-  std::array<Word16, 40> code;
-  code.fill(-8192);
-  EXPECT_EQ(predict({0, 0, 0, 0}, code), (Prediction{32289, 14 - 5}));
+TEST(GainPredict, MeanLessAQuarterOfTheCodeEnergyPlusTheMemory) {
+  std::array<Word16, 40> loud;
+  loud.fill(-8192);
+  const struct {
+    Memory memory;
+    std::array<Word16, 40> code;
+    Prediction expected;
+  } cases[] = {
+      // Zero code: Log2 gives 0 and 0, so t = 0x3FA60000 = 32588 << 15 (Q8 gain 32588);
+      // 32588 * 5439 >> 7 = 1384735 = 21 * 2^16 + 2 * 4239; Pow2(14, 4239) = 17921.
+      {{0, 0, 0, 0}, {}, {17921, 14 - 21}},
+      // t = 1067843584 - 14663 * 14336 = 857634816 (26172); 26172 * 5439 >> 7 = 16 * 2^16 +
+      // 2 * 31764; Pow2(14, 31764) = 32079.
+      {{-14336, -14336, -14336, -14336}, {}, {32079, 14 - 16}},
+      // 40 * 8192^2 = 0xA0000000 wraps negative; shifted logically it is 0x50000000: log2 30,
+      // fraction tablog[8] = 10549; t = 0x3FA60000 + ((30 * -49320 + (10549 * -24660 >> 14))
+      // << 9) = 302158848 (9221); 9221 * 5439 >> 7 = 5 * 2^16 + 2 * 32070; Pow2(14, 32070) =
+      // 32289.
+      {{0, 0, 0, 0}, loud, {32289, 14 - 5}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(predict(c.memory, c.code), c.expected);
 }
 
 TEST(GainUpdate, StoresTwentyLog10OfTheCodebookGain) {
