@@ -1,5 +1,7 @@
 #include "core/TZCodecEngine.h"
 
+#include <pthread.h>
+
 #include "kestrune/TZMainQueue.h"
 
 TZCodecEngine::~TZCodecEngine() {
@@ -7,21 +9,32 @@ TZCodecEngine::~TZCodecEngine() {
 }
 
 void TZCodecEngine::start(std::weak_ptr<const void> owner, UnitStep unit, IdleStep idle) {
-  owner_ = std::move(owner);
-  worker_.start([this, unit = std::move(unit), idle = std::move(idle)] { run(unit, idle); });
-}
-
-void TZCodecEngine::run(const UnitStep& unit, const IdleStep& idle) {
-  if (stop_) return;
-  do {
+  startTasks(std::move(owner), [this, unit = std::move(unit), idle = std::move(idle)] {
     if (stack_.isEmpty()) {
       idle();
-      worker_.wait();
+      return false;
     }
     // The wake-up count may run ahead of the queue, so an empty pop is a pass with nothing to
     // do. A unit popped while release is under way is dropped.
     const auto next = stack_.pop();
     if (next && !stop_) unit(*next);
+    return true;
+  });
+}
+
+void TZCodecEngine::startTasks(std::weak_ptr<const void> owner, TaskStep next,
+                               const std::string& name) {
+  owner_ = std::move(owner);
+  worker_.start([this, next = std::move(next), name = name.substr(0, 15)] {
+    if (!name.empty()) pthread_setname_np(pthread_self(), name.c_str());
+    run(next);
+  });
+}
+
+void TZCodecEngine::run(const TaskStep& next) {
+  if (stop_) return;
+  do {
+    if (!next()) worker_.wait();
   } while (!stop_);
 }
 

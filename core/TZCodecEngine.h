@@ -1,12 +1,12 @@
-// What every codec object has in common: one worker thread and the semaphore that wakes it,
-// the first-in, first-out queue of work units, the stop flag, the job's output file, release
-// and destruction serialised, and guarded posts to TZMainQueue. A codec object plugs in what
-// its worker does with one unit and what it does when the queue has run dry.
+// What every codec object and the conversion service have in common: one worker thread and
+// the semaphore that wakes it, the first-in, first-out queue of work, the stop flag, the job's
+// output file, release and destruction serialised, and guarded posts to TZMainQueue.
 //
-// The worker loop: a pass finds the queue empty -> the idle step, then a wait on the
-// semaphore (which starts at 1, so the first wait returns at once); then it takes the oldest
-// unit, if any, and runs the unit step on it unless the engine is stopping. The loop ends
-// when the stop flag is seen at the bottom of a pass.
+// A codec object plugs in what its worker does with one unit of bytes and what it does when
+// the engine's queue has run dry; a service with a task list of its own plugs in a step that
+// takes and runs its next task. Each pass of the worker runs that step; a pass that finds no
+// work waits on the semaphore (which starts at 1, so the first wait returns at once). The
+// loop ends when the stop flag is seen at the bottom of a pass.
 #pragma once
 
 #include <atomic>
@@ -14,6 +14,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "core/TZOutputFile.h"
 #include "core/TZWorker.h"
@@ -23,6 +24,8 @@ class TZCodecEngine {
  public:
   using UnitStep = std::function<void(const TZBytes& unit)>;
   using IdleStep = std::function<void()>;
+  // Takes and runs the next task; false when there was none.
+  using TaskStep = std::function<bool()>;
 
   TZCodecEngine() = default;
   // Releases without a teardown if the owner has not released.
@@ -30,9 +33,14 @@ class TZCodecEngine {
   TZCodecEngine(const TZCodecEngine&) = delete;
   TZCodecEngine& operator=(const TZCodecEngine&) = delete;
 
-  // Starts the worker. owner is the codec object this engine belongs to: tasks given to
-  // post() run only while it lives. The worker itself never holds it.
+  // Starts the worker on the engine's own queue: unit runs on each unit popped (unless the
+  // engine is stopping), idle whenever the queue is found empty. owner is the object this
+  // engine belongs to: tasks given to post() run only while it lives. The worker itself never
+  // holds it.
   void start(std::weak_ptr<const void> owner, UnitStep unit, IdleStep idle);
+  // Starts the worker on the owner's own task list; the worker thread is named after name
+  // (cut to the 15 characters a thread name holds).
+  void startTasks(std::weak_ptr<const void> owner, TaskStep next, const std::string& name = "");
 
   void push(std::shared_ptr<TZBytes> unit) { stack_.push(std::move(unit)); }
   bool isEmpty() { return stack_.isEmpty(); }
@@ -60,7 +68,7 @@ class TZCodecEngine {
   bool waitUntilIdle(std::chrono::milliseconds timeout) { return worker_.waitUntilIdle(timeout); }
 
  private:
-  void run(const UnitStep& unit, const IdleStep& idle);
+  void run(const TaskStep& next);
 
   TZWorker worker_;
   TZThreadSafeStack stack_;

@@ -7,6 +7,8 @@
 #include "kestrune/TZOpusDecoder.h"
 #include "kestrune/TZOpusEncoder.h"
 #include "kestrune/TZOpusFormat.h"
+#include "kestrune/TZOpusRecords.h"
+#include "kestrune/TZPcmToWtg.h"
 #include "kestrune/TZPlatform.h"
 #include "kestrune/TZSpeexDecoder.h"
 #include "kestrune/TZThreadSafeStack.h"
