@@ -29,11 +29,6 @@ int fieldMask(int k) {
   return (1 << bitsno[k - 1]) - 1;
 }
 
-TEST(Bits, WidthTablesAreTheStandardOnes) {
-  EXPECT_EQ(std::to_array(bitsno), (std::array<Word16, 11>{8, 10, 8, 1, 13, 4, 7, 5, 13, 4, 7}));
-  EXPECT_EQ(std::to_array(bitsno2), (std::array<Word16, 4>{1, 5, 4, 5}));
-}
-
 TEST(Bits, AllOnesAndAllZeroFrames) {
   Frame ones;
   ones.fill(0xffff);
