@@ -31,31 +31,20 @@ TEST(LpcDiv, QuotientsAtTheEdges) {
   for (const auto& [a, b, quotient] : cases) EXPECT_EQ(lpc_div(a, b), quotient) << a << "/" << b;
 }
 
-TEST(LpAnalysis, AllZeroWindowGivesTheFlatFilter) {
-  auto state = freshState();
-  const std::array<Word16, 240> silence{};
-  analyse(*state, silence.data());
-  // R[k] = 1 before the lag window, lag_windowf[k] >> 14 after it.
-  for (int k = 0; k < 13; ++k) EXPECT_EQ(state->lp_autocorr[k], lag_windowf[k] >> 14) << k;
-  const Word16 flat[11] = {4096};
-  EXPECT_TRUE(std::equal(flat, flat + 11, state->A_t + 11));
-  EXPECT_TRUE(std::all_of(state->rc, state->rc + 10, [](Word16 k) { return k == 0; }));
-  EXPECT_EQ(state->lp_pred[0], kOneQ26);
-}
-
 TEST(LpAnalysis, ImpulsesAreWindowedScaledAndCorrelated) {
-  // One sample of 1 at the window's peak (32767): w = 1 and E = 2, so s = -14 and the peak
-  // allows 14 doublings: w = 16384 and R[0] = 1 + 2^28; R[k] = 1 is lag-windowed to 0.
-  // The pair 32767, -32768 there: w = 32766, -32767 and s = 1 take them to 16383, -16384.
+  // Silence: E = 1 and w = 0, so R[k] = 1 is lag-windowed to 1, 0, 0, ... and the filter is
+  // flat. One sample of 1 at the window's peak (32767): w = 1 and E = 2, so s = -14 and the
+  // peak allows 14 doublings: w = 16384, R[0] = 1 + 2^28. The pair 32767, -32768 there:
+  // w = 32766, -32767, and s = 1 takes them to 16383, -16384; -R[1] / R[0] = 0.49938 is
+  // 33513471 in Q26, truncated to 16363 in Q15.
   const struct {
     Word16 x199, x200;
     Word32 r0, r1;
     Word16 rc0;
-  } cases[] = {{1, 0, (1 << 28) + 1, 0, 0},
+  } cases[] = {{0, 0, 1, 0, 0},
+               {1, 0, (1 << 28) + 1, 0, 0},
                {32767, -32768, 1 + 16383 * 16383 + 16384 * 16384,
-                static_cast<Word32>((16364 * (1 - 16383 * int64_t{16384})) >> 14),
-                // -R[1] / R[0] = 0.49938 is 33513471 in Q26, truncated to 16363 in Q15.
-                16363}};
+                static_cast<Word32>((16364 * (1 - 16383 * int64_t{16384})) >> 14), 16363}};
   for (const auto& c : cases) {
     auto state = freshState();
     std::array<Word16, 240> window{};
@@ -67,6 +56,8 @@ TEST(LpAnalysis, ImpulsesAreWindowedScaledAndCorrelated) {
     EXPECT_TRUE(std::all_of(state->lp_autocorr + 2, state->lp_autocorr + 13,
                             [](Word32 r) { return r == 0; }));
     EXPECT_EQ(state->rc[0], c.rc0);
+    const Word16 flat[11] = {4096};
+    EXPECT_EQ(std::equal(flat, flat + 11, state->A_t + 11), c.r1 == 0);
   }
 }
 

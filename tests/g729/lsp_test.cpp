@@ -51,22 +51,6 @@ TEST(AzLsp, KnownFiltersGiveTheirLsps) {
   for (int i = 0; i < 10; ++i) EXPECT_NEAR(found[i], wide[i], 64) << i;
 }
 
-TEST(AzLsp, SpeechLspsAreOrderedAndGiveBackTheirFilter) {
-  const auto speech = loadSpeech8k();
-  auto state = freshState();
-  for (size_t f = 0; 80 * f + 240 <= speech.size(); ++f) {
-    analyse(*state, speech.data() + 80 * f);
-    Az_lsp(state.get());
-    const Vector lsp = std::to_array(state->lsp_new);
-    ASSERT_EQ(std::adjacent_find(lsp.begin(), lsp.end(), std::less_equal<Word16>()), lsp.end())
-        << "frame " << f << " is not strictly decreasing";
-    Word16 back[11];
-    Lsp_Az(lsp.data(), back);
-    for (int j = 0; j < 11; ++j) ASSERT_NEAR(back[j], state->A_t[11 + j], 4) << f << "," << j;
-    std::copy_n(state->lsp_new, 10, state->lsp_old);
-  }
-}
-
 TEST(AzLsp, MissingRootsFallBackToThePreviousLsps) {
   // 1 + 7.8 z^-10 has its zeros outside the unit circle: F1 and F2 lose roots on it.
   auto state = freshState();
@@ -78,7 +62,7 @@ TEST(AzLsp, MissingRootsFallBackToThePreviousLsps) {
 
 TEST(LspAz, FilterIsTheRoundedHalfSumOfTheLspPolynomials) {
   // LSPs on multiples of 1/32, for which the Q24 expansion is exact.
-  const Word16 lsp[10] = {31744, 28672, 22528, 15360, 7168, -1024, -9216, -17408, -24576, -30720};
+  const Word16 lsp[10] = {27648, 23552, 20480, 17408, 5120, 0, -15360, -23552, -24576, -27648};
   // F1 = (1 + 1/z) prod(1 - 2 q z^-1 + z^-2) over lsp[0, 2, ..], F2 = (1 - 1/z) prod over
   // lsp[1, 3, ..]; A = (F1 + F2) / 2, rounded to Q12.
   double f[2][12] = {{1}, {1}};
@@ -232,9 +216,9 @@ TEST(QuaLsp, IndicesAndVectorsFollowTheDefinitionOverTwoFrames) {
     EXPECT_EQ(ana[1], expected.code[1]);
     Lsf_lsp2(expected.lsf.data(), expectedLspQ.data(), 10);
     EXPECT_EQ(lspQ, expectedLspQ);
-    std::copy_backward(&expectedMemory[0][0], &expectedMemory[3][0], &expectedMemory[4][0]);
+    std::copy_backward(expectedMemory[0], expectedMemory[3], expectedMemory[0] + 40);
     std::copy_n(expected.vector.data(), 10, expectedMemory[0]);
-    EXPECT_TRUE(std::equal(&memory[0][0], &memory[4][0], &expectedMemory[0][0]));
+    EXPECT_TRUE(std::equal(memory[0], memory[0] + 40, expectedMemory[0]));
   }
 }
 
@@ -246,15 +230,13 @@ TEST(LspStability, RepairsOrderSpacingAndEndsWithWarnings) {
             "lsp_stability warning Low\nlsp_stability warning High\n");
   // The ends are clamped, the swapped pair put back in order, and 4100, closer than the
   // minimum gap of 321 to 4000, pushed up.
-  EXPECT_EQ(buf, (Vector{40, 1900, 2400, 4000, 4321, 8000, 10000, 14000, 20000, 25681}));
-
-  // A well-spaced vector is left alone, silently.
-  const Vector spaced{1000, 3000, 5000, 7000, 9000, 11000, 13000, 15000, 17000, 19000};
-  buf = spaced;
+  const Vector repaired{40, 1900, 2400, 4000, 4321, 8000, 10000, 14000, 20000, 25681};
+  EXPECT_EQ(buf, repaired);
+  // Ends and gap exactly at their limits pass a second time unchanged, silently.
   ::testing::internal::CaptureStdout();
   Lsp_stability(buf.data());
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
-  EXPECT_EQ(buf, spaced);
+  EXPECT_EQ(buf, repaired);
 }
 
 }  // namespace
