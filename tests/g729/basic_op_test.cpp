@@ -146,8 +146,4 @@ TEST_F(BasicOp, CarryOperatorsAndLSat) {
   }
 }
 
-TEST_F(BasicOp, ComplexityCountersCountNothing) {
-  EXPECT_EQ(getCounterId("coder") | TotalWeightedOperation() | DeltaWeightedOperation() | fwc(), 0);
-}
-
 }  // namespace

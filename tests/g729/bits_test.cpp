@@ -30,20 +30,6 @@ int fieldMask(int k) {
   return (1 << bitsno[k - 1]) - 1;
 }
 
-TEST(Bits, WidthTablesAreTheStandardOnes) {
-  EXPECT_EQ(std::to_array(bitsno), (std::array<Word16, 11>{8, 10, 8, 1, 13, 4, 7, 5, 13, 4, 7}));
-  EXPECT_EQ(std::to_array(bitsno2), (std::array<Word16, 4>{1, 5, 4, 5}));
-}
-
-TEST(Bits, AllOnesAndAllZeroFrames) {
-  Frame ones;
-  ones.fill(0xffff);
-  EXPECT_EQ(unpack(ones), (Params{1, 255, 1023, 255, 1, 8191, 15, 127, 31, 8191, 15, 127}));
-  EXPECT_EQ(pack(unpack(ones)), ones);
-  EXPECT_EQ(unpack(Frame{}), (Params{1}));
-  EXPECT_EQ(pack(Params{1}), Frame{});
-}
-
 TEST(Bits, RandomFramesAreLaidDownLeastSignificantBitFirstAndRoundTrip) {
   std::mt19937 rng(729);
   Overflow = Carry = 1;  // which packing leaves alone
