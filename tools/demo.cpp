@@ -25,6 +25,7 @@ const DemoStep kSteps[] = {
     {"core services", demoCore},
     {"Opus encode and decode", demoOpus},
     {"Speex wideband decode", demoSpeex},
+    {"WTG conversion (G.729-derived speech encoder)", demoWtg},
 };
 
 std::string sampleDirectory() {

@@ -12,3 +12,4 @@ struct DemoContext {
 bool demoCore(const DemoContext& context);
 bool demoOpus(const DemoContext& context);
 bool demoSpeex(const DemoContext& context);
+bool demoWtg(const DemoContext& context);

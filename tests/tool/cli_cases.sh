@@ -103,6 +103,61 @@ case_speex_decode_failures() {
   absent "$work/s.pcm" "no output after a failed decode"
 }
 
+case_pcm2wtg() {
+  local speech8="$data/speech-8k.pcm"
+  expect 0 "pcm2wtg" -- "$tool" pcm2wtg "$speech8" "$work/a.wtg"
+  # One 10-byte frame per whole 80 samples.
+  size_is "$work/a.wtg" $(($(stat -c %s "$speech8") / 160 * 10)) "pcm2wtg frames"
+  mkdir "$work/folder"
+  cp "$speech8" "$work/b.raw"
+  expect 0 "pcm2wtg of two files into a folder" -- "$tool" pcm2wtg "$speech8" "$work/b.raw" "$work/folder/"
+  cmp -s "$work/a.wtg" "$work/folder/speech-8k.wtg" || { echo "FAIL: folder output differs"; failures=$((failures + 1)); }
+  size_is "$work/folder/b.wtg" $(($(stat -c %s "$speech8") / 160 * 10)) "second file of the folder"
+}
+
+# make_wav RATE CHANNELS PCM OUT: a 16-bit PCM .wav file around raw samples.
+make_wav() {
+  local rate=$1 channels=$2 size
+  size=$(stat -c %s "$3")
+  le32() { printf "\\x%02x\\x%02x\\x%02x\\x%02x" $(($1 & 255)) $(($1 >> 8 & 255)) $(($1 >> 16 & 255)) $(($1 >> 24 & 255)); }
+  le16() { printf "\\x%02x\\x%02x" $(($1 & 255)) $(($1 >> 8 & 255)); }
+  {
+    printf "RIFF$(le32 $((36 + size)))WAVEfmt $(le32 16)$(le16 1)$(le16 "$channels")"
+    printf "$(le32 "$rate")$(le32 $((rate * channels * 2)))$(le16 $((channels * 2)))$(le16 16)"
+    printf "data$(le32 "$size")"
+    cat "$3"
+  } >"$4"
+}
+
+case_pcm2wtg_wav() {
+  # 16 kHz speech, as mono and as two channels, converted to 8 kHz first: about half the
+  # samples, so about as many frames as the bundled 8 kHz version of the same speech.
+  make_wav 16000 1 "$speech16" "$work/mono.wav"
+  make_wav 16000 2 "$speech16" "$work/stereo.wav"
+  expect 0 "pcm2wtg of a 16 kHz .wav" -- "$tool" pcm2wtg "$work/mono.wav" "$work/mono.wtg"
+  size_is "$work/mono.wtg" $(($(stat -c %s "$speech16") / 320 * 10)) "16 kHz mono to 8 kHz frames"
+  expect 0 "pcm2wtg of a two-channel .wav" -- "$tool" pcm2wtg "$work/stereo.wav" "$work/stereo.wtg"
+  size_is "$work/stereo.wtg" $(($(stat -c %s "$speech16") / 640 * 10)) "16 kHz stereo to 8 kHz mono frames"
+  make_wav 8000 1 "$data/speech-8k.pcm" "$work/eight.wav"
+  expect 0 "pcm2wtg of an 8 kHz mono .wav" -- "$tool" pcm2wtg "$work/eight.wav" "$work/eight.wtg"
+  expect 0 "pcm2wtg of the same samples raw" -- "$tool" pcm2wtg "$data/speech-8k.pcm" "$work/raw.wtg"
+  cmp -s "$work/eight.wtg" "$work/raw.wtg" || { echo "FAIL: .wav and raw differ"; failures=$((failures + 1)); }
+}
+
+case_pcm2wtg_failures() {
+  local speech8="$data/speech-8k.pcm"
+  expect 1 "pcm2wtg of a missing file" -- "$tool" pcm2wtg "$work/missing.pcm" "$work/x.wtg"
+  contains "$work/err" "missing.pcm" "missing input named"
+  absent "$work/x.wtg" "no output after a missing input"
+  # A missing second input: nothing is converted, the first output is not left behind.
+  mkdir "$work/folder"
+  expect 1 "pcm2wtg with one input missing" -- "$tool" pcm2wtg "$speech8" "$work/missing.pcm" "$work/folder/"
+  absent "$work/folder/speech-8k.wtg" "no output of the other inputs"
+  expect 1 "pcm2wtg into a missing folder" -- "$tool" pcm2wtg "$speech8" "$work/no/dir/x.wtg"
+  expect 2 "pcm2wtg with several inputs and a file" -- "$tool" pcm2wtg "$speech8" "$speech8" "$work/x.wtg"
+  expect 2 "pcm2wtg with one argument" -- "$tool" pcm2wtg "$speech8"
+}
+
 if ! declare -F "case_$name" >/dev/null; then
   echo "no case $name"; exit 2
 fi
