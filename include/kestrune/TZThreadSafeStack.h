@@ -17,8 +17,9 @@ class KESTRUNE_API TZThreadSafeStack {
 
   // Keeps the very buffer given (shared ownership, no copy). A null element is ignored.
   void push(std::shared_ptr<TZBytes> element);
-  // A copy of the oldest element as it stands now, removed from the queue; null at once
-  // when the queue is empty (it never waits).
+  // The oldest element as it stands now, removed from the queue: a copy, or the buffer
+  // itself when no one else holds it (nothing can change it then); null at once when the
+  // queue is empty (it never waits). Every call may come from any thread.
   std::shared_ptr<const TZBytes> pop();
   void clear();
   bool isEmpty();
