@@ -1,10 +1,7 @@
 // The conversion service: first in, first out, one at a time, each completion on the main
 // queue with the worker's copy of its task.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <thread>
 #include <vector>
@@ -85,23 +82,6 @@ TEST_F(PcmToWtg, DestroyingTheServiceEndsAfterTheConversionUnderWay) {
   TZMainQueue::runPending();
   EXPECT_TRUE(done_->models.empty());
   EXPECT_FALSE(std::filesystem::exists(path("dropped.wtg")));
-}
-
-// A service kept in a static, as an application may keep it, with a conversion under way when
-// the process exits: the exit waits for that conversion and ends normally.
-TEST_F(PcmToWtg, AServiceDestroyedAtProcessExitLetsTheProcessEnd) {
-  const pid_t child = fork();
-  if (child == 0) {
-    static std::shared_ptr<TZPcmToWtg> service = TZPcmToWtg::initWithDelegate(nullptr);
-    service->convertPcmToWtg(task("long.pcm", "exit.wtg"));
-    while (!std::filesystem::exists(path("exit.wtg"))) std::this_thread::yield();
-    std::exit(7);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7);
-  EXPECT_EQ(std::filesystem::file_size(path("exit.wtg")),
-            std::filesystem::file_size(path("long.pcm")) / 160 * 10);
 }
 
 }  // namespace
