@@ -19,6 +19,7 @@ int runOpusEncode(const ToolArgs& args);
 int runOpusDecode(const ToolArgs& args);
 int runSpeexDecode(const ToolArgs& args);
 int runPcm2Wtg(const ToolArgs& args);
+int runWtg2Pcm(const ToolArgs& args);
 
 // Decodes a framed Speex file through TZSpeexDecoder's file job and writes every frame its
 // delegate received to output. The number of frames, or nothing after printing why.

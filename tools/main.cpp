@@ -12,6 +12,7 @@ namespace {
 const ToolCommand kCommands[] = {
     {"demo", "[DIR]", runDemo},
     {"pcm2wtg", "IN OUT | IN... DIR/", runPcm2Wtg},
+    {"wtg2pcm", "IN OUT", runWtg2Pcm},
     {"opus-encode", "IN OUT [--rate N] [--channels N] [--frame-ms N] [--framed]", runOpusEncode},
     {"opus-decode", "IN OUT [--rate N] [--channels N] [--frame-ms N] [--no-header --data-size N]",
      runOpusDecode},

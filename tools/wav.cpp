@@ -11,6 +11,17 @@ uint16_t le16(const uint8_t* p) {
   return uint16_t(p[0] | p[1] << 8);
 }
 
+void put32(std::vector<uint8_t>& out, uint32_t value) {
+  for (int shift = 0; shift < 32; shift += 8) out.push_back(uint8_t(value >> shift));
+}
+void put16(std::vector<uint8_t>& out, uint16_t value) {
+  out.push_back(uint8_t(value));
+  out.push_back(uint8_t(value >> 8));
+}
+void putTag(std::vector<uint8_t>& out, const char* tag) {
+  for (int i = 0; i < 4; ++i) out.push_back(uint8_t(tag[i]));
+}
+
 }  // namespace
 
 bool looksLikeWav(std::span<const uint8_t> bytes) {
@@ -51,4 +62,27 @@ std::optional<WavInfo> parseWav(std::span<const uint8_t> bytes, std::string* why
     offset = static_cast<size_t>(next);
   }
   return fail(haveFormat ? "no data chunk" : "no fmt chunk");
+}
+
+std::vector<uint8_t> makeWav(std::span<const int16_t> samples, int sampleRate, int channels) {
+  constexpr uint32_t kHeader = 44;
+  const auto dataSize = uint32_t(samples.size() * 2);
+  const auto blockAlign = uint16_t(channels * 2);
+  std::vector<uint8_t> out;
+  out.reserve(kHeader + dataSize);
+  putTag(out, "RIFF");
+  put32(out, kHeader - 8 + dataSize);
+  putTag(out, "WAVE");
+  putTag(out, "fmt ");
+  put32(out, 16);  // size of the PCM format chunk
+  put16(out, 1);   // PCM
+  put16(out, uint16_t(channels));
+  put32(out, uint32_t(sampleRate));
+  put32(out, uint32_t(sampleRate) * blockAlign);  // bytes per second
+  put16(out, blockAlign);
+  put16(out, 16);  // bits per sample
+  putTag(out, "data");
+  put32(out, dataSize);
+  for (const int16_t sample : samples) put16(out, uint16_t(sample));
+  return out;
 }
