@@ -55,39 +55,76 @@ void sum_and_difference_q10(const Word16* a, Word16* f1, Word16* f2) {
   }
 }
 
-// Chebyshev evaluation in double precision; `q` is the Q format of the coefficients (11 or
-// 10), the recursion runs in Q(q + 13) and the result is Q14.
-Word16 chebyshev(Word16 x, const Word16 f[], Word16 n, int q) {
-  const Word16 one_hi = static_cast<Word16>(1 << (q - 3));  // 1.0 in the recursion's format
-  Word16 b2_h = one_hi;
-  Word16 b2_l = 0;
+// The Chebyshev recursion keeps its values in double precision, hi and lo words as L_Extract
+// splits a 32-bit value: hi = v >> 16 and lo = bits 1..15, so that hi * 2^16 + lo * 2 is v
+// without its lowest bit. `recursion` below takes v itself and makes that split; its
+// arithmetic type clips where the operators clip.
 
-  Word32 t0 = L_mult(x, static_cast<Word16>(1 << (q - 2)));  // 2x
-  t0 = L_mac(t0, f[1], 4096);                                // + f[1]
-  Word16 b1_h, b1_l;
-  L_Extract(t0, &b1_h, &b1_l);
+// The operators' arithmetic: every step clipped to 32 bits, the doubling (L_shl by one)
+// saturating with Overflow.
+struct Saturating {
+  Word32 clip(int64_t v) { return clip32(v); }
+  Word32 doubled(Word32 t) {
+    if (t >= (1 << 30) || t < -(1 << 30)) {
+      Overflow = 1;
+      return t > 0 ? kMax32 : kMin32;
+    }
+    return t * 2;
+  }
+};
 
+// The same steps unclipped, noting the magnitude of every value that meets a clipping point.
+// While all stay below 2^30 no step clips and no doubling saturates, so the results are the
+// operators' own; otherwise they are discarded.
+struct Unclipped {
+  uint64_t magnitudes = 0;
+  Word32 clip(int64_t v) {
+    magnitudes |= static_cast<uint64_t>(v ^ (v >> 63));
+    return static_cast<Word32>(v);
+  }
+  Word32 doubled(Word32 t) { return static_cast<Word32>(static_cast<uint32_t>(t) * 2u); }
+  bool exact() const { return magnitudes < (uint64_t{1} << 30); }
+};
+
+// Sum of the Chebyshev series before its final shift; `q` is the Q format of the coefficients
+// (11 or 10) and the recursion runs in Q(q + 13).
+template <typename Arithmetic>
+Word32 recursion(Word16 x, const Word16 f[], Word16 n, int q, Arithmetic& ar) {
+  // Mpy_32_16(hi, lo, x): L_mult(hi, x) plus twice mult(lo, x), which cannot clip (lo >= 0).
+  auto times_x = [&](Word32 v) {
+    const Word32 lo = (v >> 1) & 0x7fff;
+    return ar.clip(int64_t{ar.clip(int64_t{extract_h(v)} * x * 2)} + 2 * ((lo * x) >> 15));
+  };
+  // L_msu(L_mac(t, hi, -32768), lo, 1): t - v in two steps.
+  auto minus = [&](Word32 t, Word32 v) {
+    const Word32 lo = (v >> 1) & 0x7fff;
+    const Word32 hi_term = ar.clip(int64_t{extract_h(v)} * kMin16 * 2);
+    return ar.clip(int64_t{ar.clip(int64_t{t} + hi_term)} - 2 * lo);
+  };
+
+  Word32 b2 = Word32{1} << (q - 3 + 16);                                        // 1.0
+  Word32 b1 = ar.clip(int64_t{x} * (1 << (q - 2)) * 2 + int64_t{f[1]} * 8192);  // 2x + f[1]
   Word16 i = 2;
   for (; i < n; ++i) {
-    t0 = Mpy_32_16(b1_h, b1_l, x);  // 2x * b1
-    t0 = L_shl(t0, 1);
-    t0 = L_mac(t0, b2_h, static_cast<Word16>(-32768));  // - b2
-    t0 = L_msu(t0, b2_l, 1);
-    t0 = L_mac(t0, f[i], 4096);  // + f[i]
-    Word16 b0_h, b0_l;
-    L_Extract(t0, &b0_h, &b0_l);
-    b2_l = b1_l;
-    b2_h = b1_h;
-    b1_l = b0_l;
-    b1_h = b0_h;
+    Word32 t = minus(ar.doubled(times_x(b1)), b2);  // 2x * b1 - b2
+    t = ar.clip(int64_t{t} + f[i] * 8192);          // + f[i]
+    b2 = b1;
+    b1 = t;
   }
+  const Word32 t = minus(times_x(b1), b2);   // x * b1 - b2
+  return ar.clip(int64_t{t} + f[i] * 4096);  // + f[n] / 2
+}
 
-  t0 = Mpy_32_16(b1_h, b1_l, x);  // x * b1
-  t0 = L_mac(t0, b2_h, static_cast<Word16>(-32768));
-  t0 = L_msu(t0, b2_l, 1);
-  t0 = L_mac(t0, f[i], 2048);                          // + f[n] / 2
-  t0 = L_shl(t0, static_cast<Word16>(30 - (q + 13)));  // to Q30, saturating
-  return extract_h(t0);
+// Chebyshev evaluation in double precision, the result in Q14: unclipped first, which is exact
+// for every value the LP filters produce, with the operators' own clipping where it is not.
+Word16 chebyshev(Word16 x, const Word16 f[], Word16 n, int q) {
+  Unclipped plain;
+  Word32 t = recursion(x, f, n, q, plain);
+  if (!plain.exact()) {
+    Saturating saturating;
+    t = recursion(x, f, n, q, saturating);
+  }
+  return extract_h(L_shl(t, static_cast<Word16>(30 - (q + 13))));  // to Q30, saturating
 }
 
 }  // namespace
