@@ -56,14 +56,21 @@ void sum_and_difference_q10(const Word16* a, Word16* f1, Word16* f2) {
 }
 
 // The Chebyshev recursion keeps its values in double precision, hi and lo words as L_Extract
-// splits a 32-bit value: hi = v >> 16 and lo = bits 1..15, so that hi * 2^16 + lo * 2 is v
-// without its lowest bit. `recursion` below takes v itself and makes that split; its
-// arithmetic type clips where the operators clip.
+// splits a 32-bit value v: hi = v >> 16 and lo = bits 1..15 of v, so that hi * 2^16 + lo * 2
+// is v without its lowest bit. Its steps, on v itself:
+//   times_x(v, x)    Mpy_32_16(hi, lo, x)
+//   doubled(t)       L_shl(t, 1)
+//   minus(t, v)      L_msu(L_mac(t, hi, -32768), lo, 1)
+//   plus(t, f, k)    L_mac(t, f, k)
+// They come in two arithmetics of the same interface.
 
-// The operators' arithmetic: every step clipped to 32 bits, the doubling (L_shl by one)
-// saturating with Overflow.
+// The operators' own: every step clipped where they clip, the doubling saturating with
+// Overflow.
 struct Saturating {
-  Word32 clip(int64_t v) { return clip32(v); }
+  Word32 times_x(Word32 v, Word16 x) {
+    const Word32 lo = (v >> 1) & 0x7fff;
+    return clip32(int64_t{L_mult(extract_h(v), x)} + 2 * ((lo * x) >> 15));
+  }
   Word32 doubled(Word32 t) {
     if (t >= (1 << 30) || t < -(1 << 30)) {
       Overflow = 1;
@@ -71,59 +78,54 @@ struct Saturating {
     }
     return t * 2;
   }
+  Word32 minus(Word32 t, Word32 v) {
+    const Word32 lo = (v >> 1) & 0x7fff;
+    return clip32(int64_t{L_mac(t, extract_h(v), kMin16)} - 2 * lo);
+  }
+  Word32 plus(Word32 t, Word16 f, Word16 k) { return L_mac(t, f, k); }
+  bool exact() const { return true; }
 };
 
-// The same steps unclipped, noting the magnitude of every value that meets a clipping point.
-// While all stay below 2^30 no step clips and no doubling saturates, so the results are the
-// operators' own; otherwise they are discarded.
+// Plain arithmetic, noting the magnitude of every result. Without clipping, Mpy_32_16 is twice
+// floor((v >> 1) * x / 2^15), since v >> 1 = hi * 2^15 + lo, and the two steps of minus take
+// v without its lowest bit. While every result stays below 2^30 in magnitude, no step can
+// reach a clipping point (a hi word stays below 2^14, each sum is of two terms below 2^30) and
+// no doubling saturates, so the results are the operators' own.
 struct Unclipped {
   uint64_t magnitudes = 0;
-  Word32 clip(int64_t v) {
+  Word32 noted(int64_t v) {
     magnitudes |= static_cast<uint64_t>(v ^ (v >> 63));
     return static_cast<Word32>(v);
   }
-  Word32 doubled(Word32 t) { return static_cast<Word32>(static_cast<uint32_t>(t) * 2u); }
+  Word32 times_x(Word32 v, Word16 x) { return noted(2 * ((int64_t{v >> 1} * x) >> 15)); }
+  Word32 doubled(Word32 t) { return noted(int64_t{t} * 2); }
+  Word32 minus(Word32 t, Word32 v) { return noted(int64_t{t} - (v >> 1) * int64_t{2}); }
+  Word32 plus(Word32 t, Word16 f, Word16 k) { return noted(int64_t{t} + 2 * f * k); }
   bool exact() const { return magnitudes < (uint64_t{1} << 30); }
 };
 
 // Sum of the Chebyshev series before its final shift; `q` is the Q format of the coefficients
-// (11 or 10) and the recursion runs in Q(q + 13).
+// (11 or 10) and the recursion runs in Q(q + 13). Returns false when `ar` cannot vouch for it.
 template <typename Arithmetic>
-Word32 recursion(Word16 x, const Word16 f[], Word16 n, int q, Arithmetic& ar) {
-  // Mpy_32_16(hi, lo, x): L_mult(hi, x) plus twice mult(lo, x), which cannot clip (lo >= 0).
-  auto times_x = [&](Word32 v) {
-    const Word32 lo = (v >> 1) & 0x7fff;
-    return ar.clip(int64_t{ar.clip(int64_t{extract_h(v)} * x * 2)} + 2 * ((lo * x) >> 15));
-  };
-  // L_msu(L_mac(t, hi, -32768), lo, 1): t - v in two steps.
-  auto minus = [&](Word32 t, Word32 v) {
-    const Word32 lo = (v >> 1) & 0x7fff;
-    const Word32 hi_term = ar.clip(int64_t{extract_h(v)} * kMin16 * 2);
-    return ar.clip(int64_t{ar.clip(int64_t{t} + hi_term)} - 2 * lo);
-  };
-
-  Word32 b2 = Word32{1} << (q - 3 + 16);                                        // 1.0
-  Word32 b1 = ar.clip(int64_t{x} * (1 << (q - 2)) * 2 + int64_t{f[1]} * 8192);  // 2x + f[1]
+bool recursion(Word16 x, const Word16 f[], Word16 n, int q, Word32* sum) {
+  Arithmetic ar;
+  Word32 b2 = Word32{1} << (q - 3 + 16);                                          // 1.0
+  Word32 b1 = ar.plus(L_mult(x, static_cast<Word16>(1 << (q - 2))), f[1], 4096);  // 2x + f[1]
   Word16 i = 2;
   for (; i < n; ++i) {
-    Word32 t = minus(ar.doubled(times_x(b1)), b2);  // 2x * b1 - b2
-    t = ar.clip(int64_t{t} + f[i] * 8192);          // + f[i]
+    const Word32 t = ar.plus(ar.minus(ar.doubled(ar.times_x(b1, x)), b2), f[i], 4096);
     b2 = b1;
     b1 = t;
   }
-  const Word32 t = minus(times_x(b1), b2);   // x * b1 - b2
-  return ar.clip(int64_t{t} + f[i] * 4096);  // + f[n] / 2
+  *sum = ar.plus(ar.minus(ar.times_x(b1, x), b2), f[i], 2048);  // x b1 - b2 + f[n] / 2
+  return ar.exact();
 }
 
 // Chebyshev evaluation in double precision, the result in Q14: unclipped first, which is exact
 // for every value the LP filters produce, with the operators' own clipping where it is not.
 Word16 chebyshev(Word16 x, const Word16 f[], Word16 n, int q) {
-  Unclipped plain;
-  Word32 t = recursion(x, f, n, q, plain);
-  if (!plain.exact()) {
-    Saturating saturating;
-    t = recursion(x, f, n, q, saturating);
-  }
+  Word32 t;
+  if (!recursion<Unclipped>(x, f, n, q, &t)) recursion<Saturating>(x, f, n, q, &t);
   return extract_h(L_shl(t, static_cast<Word16>(30 - (q + 13))));  // to Q30, saturating
 }
 
