@@ -73,10 +73,11 @@ void synthesis(const Word16* a, const Word16* x, Word32* yy, int n) {
 #pragma GCC unroll 10
   for (int k = 0; k < M; ++k) past[k] = yy[-1 - k];
   for (int i = 0; i < n; ++i) {
-    uint32_t older = wide_product(coef[0], x[i]);
+    // The rounding constant joins the older terms too: (older + 2048 - a1 y) >> 12.
+    uint32_t older = wide_product(coef[0], x[i]) + 2048u;
 #pragma GCC unroll 10
     for (int k = M - 1; k >= 1; --k) older -= wide_product(coef[k + 1], past[k]);
-    const Word32 out = round_q12(older - wide_product(coef[1], past[0]));
+    const Word32 out = static_cast<Word32>(older - wide_product(coef[1], past[0])) >> 12;
 #pragma GCC unroll 10
     for (int k = M - 1; k >= 1; --k) past[k] = past[k - 1];
     past[0] = out;
