@@ -91,22 +91,24 @@ struct Saturating {
 
 // Plain 64-bit arithmetic. Without clipping, Mpy_32_16 is twice floor((v >> 1) * x / 2^15),
 // since v >> 1 = hi * 2^15 + lo, and the two steps of minus take v without its lowest bit.
-// The sums that end each step (every value the recursion keeps) are noted: while they stay
-// below 2^28 in magnitude, a hi word stays below 2^12, no product or partial sum of the steps
+// The sums that end each step (every value the recursion keeps) are checked: while they stay
+// within [-2^28, 2^28), a hi word stays below 2^12, no product or partial sum of the steps
 // comes near 2^31 and no doubling near 2^30, so nothing would have clipped and the results are
 // the operators' own.
 struct Unclipped {
   using Value = int64_t;
-  uint64_t magnitudes = 0;
   int64_t times_x(int64_t v, Word16 x) { return 2 * (((v >> 1) * x) >> 15); }
   int64_t doubled(int64_t t) { return 2 * t; }
   int64_t minus(int64_t t, int64_t v) { return t - (v >> 1) * 2; }
   int64_t plus(int64_t t, Word16 f, Word16 k) {
     const int64_t sum = t + 2 * f * k;
-    magnitudes |= static_cast<uint64_t>(sum ^ (sum >> 63));
+    offsets |= static_cast<uint64_t>(sum + kBound);  // below 2 kBound exactly when in range
     return sum;
   }
-  bool exact() const { return magnitudes < (uint64_t{1} << 28); }
+  bool exact() const { return offsets < 2 * kBound; }
+
+  static constexpr int64_t kBound = int64_t{1} << 28;
+  uint64_t offsets = 0;
 };
 
 // Sums of the Chebyshev series at N points before their final shift, computed in lockstep so
@@ -140,7 +142,8 @@ void recursion(const Word16 (&x)[N], const Word16 f[], Word16 n, int q, Arithmet
 // returned in `overflow` instead.
 Word16 shifted_to_q14(Word32 t, int q, bool* overflow) {
   const int shift = 30 - (q + 13);
-  *overflow = t != 0 && shift > norm_l(t);
+  const Word32 limit = Word32{1} << (31 - shift);  // L_shl saturates outside [-limit, limit)
+  *overflow = t < -limit || t >= limit;
   if (*overflow) return t > 0 ? kMax16 : kMin16;
   return extract_h(static_cast<Word32>(static_cast<uint32_t>(t) << shift));
 }
