@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 
 #include "g729/ld8k_lp.h"
 #include "g729/tab_ld8k.h"
@@ -41,17 +42,15 @@ int64_t one_minus_k_squared(Word32 k) {
 
 // Windows the analysis buffer and scales it so that its energy sits in [2^28, 2^30) where
 // the signal allows, without letting a loud frame overflow the 32-bit autocorrelations. The
-// scaled samples fit in 16 bits: windowing gives at most 32767 in magnitude, a right shift
+// samples fit in 16 bits throughout: windowing gives at most 32767 in magnitude, a right shift
 // only lowers that, and a left shift stops before the peak reaches 32768.
-void window_and_scale(const Word16* x, std::array<Word16, L_WINDOW>& scaled) {
-  std::array<Word32, L_WINDOW> w;
-  int64_t energy = 1;
-  Word32 peak = 0;
+void window_and_scale(const Word16* x, std::array<Word16, L_WINDOW>& w) {
   for (int i = 0; i < L_WINDOW; ++i) {
-    w[i] = (Word32{hamwindow[i]} * x[i] + 16384) >> 15;
-    energy += int64_t{w[i]} * w[i];
-    peak = std::max(peak, w[i] < 0 ? -w[i] : w[i]);
+    w[i] = static_cast<Word16>((Word32{hamwindow[i]} * x[i] + 16384) >> 15);
   }
+  const int64_t energy = 1 + g729dsp::energy64(w.data(), L_WINDOW);
+  Word16 peak = 0;
+  for (const Word16 sample : w) peak = std::max(peak, static_cast<Word16>(std::abs(sample)));
 
   // s counts pairs of bits: the energy is compared after a shift of 2s bits.
   Word32 level = low32(energy >> 8);
@@ -66,7 +65,7 @@ void window_and_scale(const Word16* x, std::array<Word16, L_WINDOW>& scaled) {
   }
 
   if (s > 0) {
-    for (Word32& sample : w) sample >>= s;
+    for (Word16& sample : w) sample = static_cast<Word16>(sample >> s);
   } else if (s < 0) {
     // A quiet frame is raised by at most the headroom of its peak sample.
     int headroom = 0;
@@ -75,10 +74,9 @@ void window_and_scale(const Word16* x, std::array<Word16, L_WINDOW>& scaled) {
     }
     const int shift = std::min(headroom, -s);
     if (shift != 0) {
-      for (Word32& sample : w) sample *= Word32{1} << shift;
+      for (Word16& sample : w) sample = static_cast<Word16>(sample * (1 << shift));
     }
   }
-  for (int i = 0; i < L_WINDOW; ++i) scaled[i] = static_cast<Word16>(w[i]);
 }
 
 // The products of 16-bit samples are exact in 32 bits, so the wrapping 32-bit sums are those
