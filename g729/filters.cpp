@@ -2,8 +2,9 @@
 // plain 32-bit integer arithmetic.
 //
 // Sums wrap in 32 bits (unsigned arithmetic, so nothing relies on signed overflow) and their
-// order does not change them: outputs are computed in blocks of eight that the compiler
-// vectorises. Only the final 16-bit stores saturate.
+// order does not change them: the sums of a chunk of outputs are built tap by tap (input by
+// input) in loops that run along the outputs, which the compiler vectorises. Only the final
+// 16-bit stores saturate.
 #include <algorithm>
 #include <cstdint>
 
@@ -15,10 +16,9 @@ using g729dsp::product;
 
 namespace {
 
-constexpr int M = 10;      // LP order
-constexpr int kBlock = 8;  // outputs per vectorised block
-constexpr int kChunk =
-    40;  // outputs per pass: of Residu and Convolve, and of Syn_filt's 32-bit history
+constexpr int M = 10;       // LP order
+constexpr int kBlock = 8;   // outputs per vectorised block of the saturating stores
+constexpr int kChunk = 40;  // outputs per pass, and the span of Syn_filt's 32-bit history
 
 // (sum + 2048) >> 12 on the wrapped 32-bit sum: Q12 back to Q0, rounded.
 inline Word32 round_q12(uint32_t sum) {

@@ -102,7 +102,8 @@ Word32 lpc_div(Word32 a, Word32 b) {
     // restoring division below are the plain quotient of magnitude * 2^26, kept to 32 bits.
     quotient = static_cast<uint32_t>((uint64_t{magnitude} << 26) / divisor);
   } else {
-    // Restoring division, the remainder doubling in 32 bits.
+    // A divisor above 2^31 (a negative b): restoring division with the remainder doubling in
+    // 32 bits, where it may wrap.
     quotient = magnitude / divisor;
     uint32_t remainder = magnitude % divisor;
     for (int bit = 0; bit < 26; ++bit) {
