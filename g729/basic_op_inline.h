@@ -57,6 +57,20 @@ inline Word16 sub(Word16 var1, Word16 var2) {
   return saturate(Word32{var1} - var2);
 }
 
+// sub() for loops: the same result, with a clip noted in `clips` (all ones once any clipped)
+// instead of setting Overflow, so that the loop raises the flag once at its end and keeps the
+// global store out of its body. Computed in 16-bit lanes so that it vectorises: the wrapped
+// difference has overflowed exactly when the operands differ in sign and the difference's sign
+// differs from var1's, and the limit it saturates to then has var1's sign.
+inline Word16 sub_noting(Word16 var1, Word16 var2, uint16_t& clips) {
+  const auto wrapped = static_cast<uint16_t>(static_cast<uint16_t>(var1) - var2);
+  const auto overflowed = static_cast<uint16_t>(
+      static_cast<Word16>((var1 ^ var2) & (var1 ^ wrapped)) >> 15);  // 0 or all ones
+  const auto limit = static_cast<uint16_t>((var1 >> 15) ^ kMax16);
+  clips |= overflowed;
+  return static_cast<Word16>((wrapped & ~overflowed) | (limit & overflowed));
+}
+
 inline Word16 abs_s(Word16 var1) {
   return var1 == kMin16 ? kMax16 : static_cast<Word16>(var1 < 0 ? -var1 : var1);
 }

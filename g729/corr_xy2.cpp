@@ -1,5 +1,7 @@
 // Correlations of the filtered fixed-codebook vector with the target and with the filtered
 // adaptive-codebook vector, for the joint gain quantizer.
+#include <cstdint>
+
 #include "g729/basic_op_inline.h"
 #include "kestrune/g729_filter.h"
 
@@ -9,11 +11,23 @@ namespace {
 
 constexpr int kSubframe = 40;
 
-// 1 + 2 * sum of x[i] * y[i], saturating at every step, split into a rounded mantissa and
-// the shift that normalised it.
+// 1 + 2 * sum of x[i] * y[i], saturating at every step as L_mac() does, split into a rounded
+// mantissa and the shift that normalised it.
 Word16 normalised_correlation(const Word16* x, const Word16* y, Word16* norm) {
-  Word32 acc = 1;  // keeps an all-zero vector away from zero
-  for (int i = 0; i < kSubframe; ++i) acc = L_mac(acc, x[i], y[i]);
+  // No partial sum can leave the 32-bit range while 1 + the sum of the terms' magnitudes stays
+  // inside it; the plain sum is then the saturating one.
+  int64_t plain = 1;
+  int64_t bound = 1;
+  for (int i = 0; i < kSubframe; ++i) {
+    const int64_t term = 2 * (Word32{x[i]} * y[i]);
+    plain += term;
+    bound += term < 0 ? -term : term;
+  }
+  Word32 acc = static_cast<Word32>(plain);
+  if (bound > kMax32) {
+    acc = 1;  // keeps an all-zero vector away from zero
+    for (int i = 0; i < kSubframe; ++i) acc = L_mac(acc, x[i], y[i]);
+  }
   *norm = norm_l(acc);
   return round_fx(L_shl(acc, *norm));
 }

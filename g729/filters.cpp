@@ -2,8 +2,9 @@
 // plain 32-bit integer arithmetic.
 //
 // Sums wrap in 32 bits (unsigned arithmetic, so nothing relies on signed overflow) and their
-// order does not change them: outputs are computed in blocks of eight that the compiler
-// vectorises. Only the final 16-bit stores saturate.
+// order does not change them: the sums of a chunk of outputs are built tap by tap (input by
+// input) in loops that run along the outputs, which the compiler vectorises. Only the final
+// 16-bit stores saturate.
 #include <algorithm>
 #include <cstdint>
 
@@ -15,10 +16,9 @@ using g729dsp::product;
 
 namespace {
 
-constexpr int M = 10;           // LP order
-constexpr int kBlock = 8;       // outputs per vectorised block
-constexpr int kChunk = 40;      // Syn_filt's 32-bit working history covers this many outputs
-constexpr int kMaxPadded = 80;  // longest response that Convolve takes through its blocks
+constexpr int M = 10;       // LP order
+constexpr int kBlock = 8;   // outputs per vectorised block of the saturating stores
+constexpr int kChunk = 40;  // outputs per pass, and the span of Syn_filt's 32-bit history
 
 // (sum + 2048) >> 12 on the wrapped 32-bit sum: Q12 back to Q0, rounded.
 inline Word32 round_q12(uint32_t sum) {
@@ -44,17 +44,17 @@ bool store_saturated(const Word32* v, Word16* y, int n) {
   return clipped;
 }
 
-// N residual samples; a[0] is taken as 4096 without being read.
-template <int N>
-inline bool residu_block(const Word16* a, const Word16* x, Word16* y) {
-  uint32_t sum[N];
-  for (int k = 0; k < N; ++k) sum[k] = product(x[k], 4096);
+// Residual of n <= kChunk samples; a[0] is taken as 4096 without being read. The taps are the
+// outer loop, so that each inner loop runs along the samples and vectorises.
+bool residu_chunk(const Word16* a, const Word16* x, Word16* y, int n) {
+  uint32_t sum[kChunk];
+  for (int k = 0; k < n; ++k) sum[k] = product(x[k], 4096);
   for (int j = 1; j <= M; ++j) {
-    for (int k = 0; k < N; ++k) sum[k] += product(a[j], x[k - j]);
+    for (int k = 0; k < n; ++k) sum[k] += product(a[j], x[k - j]);
   }
-  Word32 v[N];
-  for (int k = 0; k < N; ++k) v[k] = round_q12(sum[k]);
-  return store_saturated<N>(v, y);
+  Word32 v[kChunk];
+  for (int k = 0; k < n; ++k) v[k] = round_q12(sum[k]);
+  return store_saturated(v, y, n);
 }
 
 // a * v as a wrapping 32-bit term, v being a full 32-bit filter state.
@@ -73,10 +73,11 @@ void synthesis(const Word16* a, const Word16* x, Word32* yy, int n) {
 #pragma GCC unroll 10
   for (int k = 0; k < M; ++k) past[k] = yy[-1 - k];
   for (int i = 0; i < n; ++i) {
-    uint32_t older = wide_product(coef[0], x[i]);
+    // The rounding constant joins the older terms too: (older + 2048 - a1 y) >> 12.
+    uint32_t older = wide_product(coef[0], x[i]) + 2048u;
 #pragma GCC unroll 10
     for (int k = M - 1; k >= 1; --k) older -= wide_product(coef[k + 1], past[k]);
-    const Word32 out = round_q12(older - wide_product(coef[1], past[0]));
+    const Word32 out = static_cast<Word32>(older - wide_product(coef[1], past[0])) >> 12;
 #pragma GCC unroll 10
     for (int k = M - 1; k >= 1; --k) past[k] = past[k - 1];
     past[0] = out;
@@ -90,9 +91,9 @@ extern "C" {
 
 void Residu(Word16 a[], Word16 x[], Word16 y[], Word16 lg) {
   bool clipped = false;
-  int i = 0;
-  for (; i + kBlock <= lg; i += kBlock) clipped |= residu_block<kBlock>(a, x + i, y + i);
-  for (; i < lg; ++i) clipped |= residu_block<1>(a, x + i, y + i);
+  for (int start = 0; start < lg; start += kChunk) {
+    clipped |= residu_chunk(a, x + start, y + start, std::min(kChunk, lg - start));
+  }
   if (clipped) Overflow = 1;
 }
 
@@ -113,26 +114,23 @@ void Syn_filt(Word16 a[], Word16 x[], Word16 y[], Word16 lg, Word16 mem[], Word1
 }
 
 void Convolve(Word16 x[], Word16 h[], Word16 y[], Word16 L) {
-  // h behind zeros: each block of eight outputs takes every input it needs against eight
-  // consecutive taps, the zeros standing in for the taps before h[0].
-  Word16 padded[kBlock + kMaxPadded];
-  std::fill_n(padded, kBlock, 0);
-  int n0 = 0;
-  if (L <= kMaxPadded) {
-    std::copy_n(h, L, padded + kBlock);
-    for (; n0 + kBlock <= L; n0 += kBlock) {
-      uint32_t sum[kBlock] = {};
-      for (int i = 0; i < n0 + kBlock; ++i) {
-        const Word16* taps = padded + kBlock + n0 - i;
-        for (int k = 0; k < kBlock; ++k) sum[k] += product(x[i], taps[k]);
-      }
-      for (int k = 0; k < kBlock; ++k) y[n0 + k] = static_cast<Word16>(round_q12(sum[k]));
+  // Outputs kChunk at a time, each input sample added into every output of the chunk, so that
+  // the inner loops run the whole chunk and vectorise. Within the chunk's own inputs the
+  // response is read from a copy behind kChunk zeros, which give the outputs an input sample
+  // does not reach.
+  Word16 behind_zeros[2 * kChunk] = {};
+  std::copy_n(h, std::min<int>(L, kChunk), behind_zeros + kChunk);
+  for (int n0 = 0; n0 < L; n0 += kChunk) {
+    const int n1 = std::min<int>(L, n0 + kChunk);
+    uint32_t sum[kChunk] = {};
+    for (int i = 0; i < n0; ++i) {
+      for (int n = n0; n < n1; ++n) sum[n - n0] += product(x[i], h[n - i]);
     }
-  }
-  for (int n = n0; n < L; ++n) {
-    uint32_t sum = 0;
-    for (int i = 0; i <= n; ++i) sum += product(x[i], h[n - i]);
-    y[n] = static_cast<Word16>(round_q12(sum));
+    for (int i = n0; i < n1; ++i) {
+      const Word16* taps = behind_zeros + kChunk - i;
+      for (int n = n0; n < n1; ++n) sum[n - n0] += product(x[i], taps[n]);
+    }
+    for (int n = n0; n < n1; ++n) y[n] = static_cast<Word16>(round_q12(sum[n - n0]));
   }
 }
 

@@ -8,9 +8,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 
 #include "g729/ld8k_lp.h"
 #include "g729/tab_ld8k.h"
+#include "g729/wrapping_dot.h"
 #include "kestrune/g729_coder.h"
 
 namespace {
@@ -39,15 +41,16 @@ int64_t one_minus_k_squared(Word32 k) {
 }
 
 // Windows the analysis buffer and scales it so that its energy sits in [2^28, 2^30) where
-// the signal allows, without letting a loud frame overflow the 32-bit autocorrelations.
-void window_and_scale(const Word16* x, std::array<Word32, L_WINDOW>& w) {
-  int64_t energy = 1;
-  Word32 peak = 0;
+// the signal allows, without letting a loud frame overflow the 32-bit autocorrelations. The
+// samples fit in 16 bits throughout: windowing gives at most 32767 in magnitude, a right shift
+// only lowers that, and a left shift stops before the peak reaches 32768.
+void window_and_scale(const Word16* x, std::array<Word16, L_WINDOW>& w) {
   for (int i = 0; i < L_WINDOW; ++i) {
-    w[i] = (Word32{hamwindow[i]} * x[i] + 16384) >> 15;
-    energy += int64_t{w[i]} * w[i];
-    peak = std::max(peak, w[i] < 0 ? -w[i] : w[i]);
+    w[i] = static_cast<Word16>((Word32{hamwindow[i]} * x[i] + 16384) >> 15);
   }
+  const int64_t energy = 1 + g729dsp::energy64(w.data(), L_WINDOW);
+  Word16 peak = 0;
+  for (const Word16 sample : w) peak = std::max(peak, static_cast<Word16>(std::abs(sample)));
 
   // s counts pairs of bits: the energy is compared after a shift of 2s bits.
   Word32 level = low32(energy >> 8);
@@ -62,7 +65,7 @@ void window_and_scale(const Word16* x, std::array<Word32, L_WINDOW>& w) {
   }
 
   if (s > 0) {
-    for (Word32& sample : w) sample >>= s;
+    for (Word16& sample : w) sample = static_cast<Word16>(sample >> s);
   } else if (s < 0) {
     // A quiet frame is raised by at most the headroom of its peak sample.
     int headroom = 0;
@@ -71,18 +74,18 @@ void window_and_scale(const Word16* x, std::array<Word32, L_WINDOW>& w) {
     }
     const int shift = std::min(headroom, -s);
     if (shift != 0) {
-      for (Word32& sample : w) sample *= Word32{1} << shift;
+      for (Word16& sample : w) sample = static_cast<Word16>(sample * (1 << shift));
     }
   }
 }
 
-void lag_windowed_autocorrelation(const std::array<Word32, L_WINDOW>& w, Word32 r[LAGS]) {
+// The products of 16-bit samples are exact in 32 bits, so the wrapping 32-bit sums are those
+// of the full products.
+void lag_windowed_autocorrelation(const std::array<Word16, L_WINDOW>& w, Word32 r[LAGS]) {
   for (int k = 0; k < LAGS; ++k) {
-    uint32_t sum = 1;
-    for (int i = 0; i < L_WINDOW - k; ++i) {
-      sum += static_cast<uint32_t>(wrapping_mul64(w[i], w[i + k]));
-    }
-    r[k] = low32((int64_t{lag_windowf[k]} * static_cast<Word32>(sum)) >> 14);
+    const auto sum = static_cast<Word32>(
+        1u + static_cast<uint32_t>(g729dsp::wrapping_dot(w.data(), w.data() + k, L_WINDOW - k)));
+    r[k] = low32((int64_t{lag_windowf[k]} * sum) >> 14);
   }
 }
 
@@ -93,21 +96,30 @@ extern "C" {
 Word32 lpc_div(Word32 a, Word32 b) {
   const uint32_t divisor = b == 0 ? 1u : static_cast<uint32_t>(b);
   const uint32_t magnitude = a < 0 ? 0u - static_cast<uint32_t>(a) : static_cast<uint32_t>(a);
-  uint32_t quotient = magnitude / divisor;
-  uint32_t remainder = magnitude % divisor;
-  for (int bit = 0; bit < 26; ++bit) {
-    remainder <<= 1;
-    quotient <<= 1;
-    if (remainder >= divisor) {
-      quotient |= 1u;
-      remainder -= divisor;
+  uint32_t quotient = 0;
+  if (divisor <= (1u << 31)) {
+    // The remainder stays below 2^31, so its doubling never wraps and the 26 steps of the
+    // restoring division below are the plain quotient of magnitude * 2^26, kept to 32 bits.
+    quotient = static_cast<uint32_t>((uint64_t{magnitude} << 26) / divisor);
+  } else {
+    // A divisor above 2^31 (a negative b): restoring division with the remainder doubling in
+    // 32 bits, where it may wrap.
+    quotient = magnitude / divisor;
+    uint32_t remainder = magnitude % divisor;
+    for (int bit = 0; bit < 26; ++bit) {
+      remainder <<= 1;
+      quotient <<= 1;
+      if (remainder >= divisor) {
+        quotient |= 1u;
+        remainder -= divisor;
+      }
     }
   }
   return a >= 1 ? static_cast<Word32>(0u - quotient) : static_cast<Word32>(quotient);
 }
 
 void Forwad_linearPrediction(CoderState* state) {
-  std::array<Word32, L_WINDOW> windowed;
+  std::array<Word16, L_WINDOW> windowed;
   window_and_scale(state->p_window, windowed);
   lag_windowed_autocorrelation(windowed, state->lp_autocorr);
   lp_recursion_q26(state);

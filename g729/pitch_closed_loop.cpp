@@ -25,26 +25,22 @@ inline Word32 weighted(Word32 e, Word16 h, int shift) {
 }
 
 // Filtered excitation of the next delay from that of the current one: the response shifts
-// by one sample and the newly reached excitation sample e enters at the front.
+// by one sample and the newly reached excitation sample e enters at the front. current[-1]
+// must be 0, which makes the front sample one more of the same sums.
 void next_delay(const Word16* __restrict current, Word16 e, const Word16* h, int shift, int length,
                 Word16* __restrict next) {
-  int j = 1;
-  for (; j + 8 <= length; j += 8) {
-    for (int k = 0; k < 8; ++k) {
-      next[j + k] = static_cast<Word16>(current[j + k - 1] + weighted(e, h[j + k], shift));
-    }
+  for (int j = 0; j < length; ++j) {
+    next[j] = static_cast<Word16>(current[j - 1] + weighted(e, h[j], shift));
   }
-  for (; j < length; ++j) next[j] = static_cast<Word16>(current[j - 1] + weighted(e, h[j], shift));
-  next[0] = static_cast<Word16>(weighted(e, h[0], shift));
 }
 
 // corr[t - t_min] = <xn, y_t> / sqrt(<y_t, y_t>) for t_min..t_max, y_t the excitation at
 // delay t filtered by h.
 void normalised_correlations(Word16* exc, const Word16* xn, Word16* h, int length, int t_min,
                              int t_max, Word32* corr) {
-  Word16 buffers[2][kMaxSubframe];
-  Word16* y = buffers[0];
-  Word16* next = buffers[1];
+  Word16 buffers[2][1 + kMaxSubframe] = {};  // a zero before each vector, for next_delay
+  Word16* y = buffers[0] + 1;
+  Word16* next = buffers[1] + 1;
   Convolve(exc - t_min, h, y, static_cast<Word16>(length));
 
   // A loud filtered excitation is taken at a quarter so that the sums stay in 32 bits.

@@ -1,6 +1,9 @@
 // LSP quantizer, search side: for each of the two MA predictors, the target left after
 // prediction is matched by a 7-bit first stage and two 5-bit second-stage halves under a
 // spectral weighting; the predictor with the lower weighted distortion wins.
+#include <algorithm>
+#include <cstdint>
+
 #include "g729/basic_op_inline.h"
 #include "g729/ld8k_lp.h"
 #include "g729/tab_ld8k.h"
@@ -92,19 +95,39 @@ void Relspwed(const Word16 lsp[], const Word16 wegt[], Word16 lspq[], const Word
 }
 
 void Lsp_pre_select(const Word16 rbuf[], const Word16 lspcb1[][10], Word16* cand) {
+  // The squared error runs through sub() and L_mac(). Only sub() flags its clipping; the
+  // L_mac() sum saturates silently, and as its terms are non-negative it equals the plain sum
+  // capped at MAX_32. A capped sum never beats L_dmin, which starts at MAX_32, so plain 64-bit
+  // sums pick the same codeword.
+  //
+  // The codebook is taken as one flat array, kRows codewords at a time, against the target
+  // repeated kRows times, so that the differences and squares of a block vectorise.
+  constexpr int kRows = 4;
+  constexpr int kSpan = kRows * M;
+  static_assert(NC0 % kRows == 0);
+  Word16 target[kSpan];
+  for (int row = 0; row < kRows; ++row) std::copy_n(rbuf, M, target + row * M);
+
+  uint16_t clips = 0;
+  int64_t dmin = kMax32;
   *cand = 0;
-  Word32 L_dmin = kMax32;
-  for (Word16 i = 0; i < NC0; ++i) {
-    Word32 L_tmp = 0;
-    for (int j = 0; j < M; ++j) {
-      const Word16 tmp = sub(rbuf[j], lspcb1[i][j]);
-      L_tmp = L_mac(L_tmp, tmp, tmp);
-    }
-    if (L_sub(L_tmp, L_dmin) < 0) {
-      L_dmin = L_tmp;
-      *cand = i;
+  for (int i = 0; i < NC0; i += kRows) {
+    const Word16* block = lspcb1[i];
+    Word16 tmp[kSpan];
+    for (int k = 0; k < kSpan; ++k) tmp[k] = sub_noting(target[k], block[k], clips);
+    uint32_t squares[kSpan];
+    for (int k = 0; k < kSpan; ++k) squares[k] = static_cast<uint32_t>(Word32{tmp[k]} * tmp[k]);
+    for (int row = 0; row < kRows; ++row) {
+      int64_t dist = 0;
+      for (int j = 0; j < M; ++j) dist += squares[row * M + j];
+      dist *= 2;
+      if (dist < dmin) {
+        dmin = dist;
+        *cand = static_cast<Word16>(i + row);
+      }
     }
   }
+  if (clips != 0) Overflow = 1;
 }
 
 void Lsp_select_1(const Word16 rbuf[], const Word16 lspcb1[], const Word16 wegt[],

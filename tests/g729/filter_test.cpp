@@ -40,6 +40,22 @@ TEST_F(Filters, ResiduIgnoresTheFirstCoefficientAndSaturates) {
   }
 }
 
+TEST_F(Filters, ResiduOverSeveralChunks) {
+  std::array<Word16, 10 + 97> x;
+  for (auto& s : x) s = random(20000);
+  Word16 a[11] = {4096};
+  for (int j = 1; j <= 10; ++j) a[j] = random(3000);
+  for (const Word16 length : {1, 41, 97}) {
+    std::array<Word16, 97> y{};
+    Residu(a, x.data() + 10, y.data(), length);
+    for (int i = 0; i < length; ++i) {
+      int64_t sum = 4096 * int64_t{x[10 + i]} + 2048;
+      for (int j = 1; j <= 10; ++j) sum += int64_t{a[j]} * x[10 + i - j];
+      EXPECT_EQ(y[i], std::clamp<int64_t>(sum >> 12, -32768, 32767)) << length << ":" << i;
+    }
+  }
+}
+
 TEST_F(Filters, SynFiltClipsItsOutputButRecursesOnFullValues) {
   // An integrator, yy[i] = x[i] + yy[i-1], started from y[-1] = 100 in the memory. 40100 is
   // clipped in y while 40100 - 30000 = 10100 follows; a 16-bit recursion would continue

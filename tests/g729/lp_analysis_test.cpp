@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <random>
 
 #include "g729/lpc_analysis.h"
 #include "g729_test_signals.h"
@@ -29,6 +30,33 @@ TEST(LpcDiv, QuotientsAtTheEdges) {
       {-64, 1, 0},
       {-63, 1, -kOneQ26}};
   for (const auto& [a, b, quotient] : cases) EXPECT_EQ(lpc_div(a, b), quotient) << a << "/" << b;
+}
+
+TEST(LpcDiv, RestoringDivisionForEveryDivisor) {
+  // The 26 steps of the restoring division; a divisor above 2^31 (a negative b) lets the
+  // remainder's doubling wrap in 32 bits.
+  auto restoring = [](Word32 a, Word32 b) {
+    const uint32_t d = b == 0 ? 1u : static_cast<uint32_t>(b);
+    const uint32_t m = a < 0 ? 0u - static_cast<uint32_t>(a) : static_cast<uint32_t>(a);
+    uint32_t q = m / d, r = m % d;
+    for (int step = 0; step < 26; ++step) {
+      r <<= 1;
+      q <<= 1;
+      if (r >= d) {
+        q |= 1u;
+        r -= d;
+      }
+    }
+    return a >= 1 ? static_cast<Word32>(0u - q) : static_cast<Word32>(q);
+  };
+  std::mt19937 rng{729};
+  std::uniform_int_distribution<Word32> any(INT32_MIN, INT32_MAX);
+  std::uniform_int_distribution<int> shift(0, 31);
+  for (int trial = 0; trial < 20000; ++trial) {
+    const Word32 a = any(rng) >> shift(rng);
+    const Word32 b = trial % 4 == 0 ? INT32_MIN + trial : any(rng) >> shift(rng);
+    ASSERT_EQ(lpc_div(a, b), restoring(a, b)) << a << "/" << b;
+  }
 }
 
 TEST(LpAnalysis, ImpulsesAreWindowedScaledAndCorrelated) {

@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <random>
 
 #include "g729_test_signals.h"
+#include "kestrune/g729_basic_op.h"
 
 using namespace g729test;
 
@@ -219,6 +221,76 @@ TEST(QuaLsp, IndicesAndVectorsFollowTheDefinitionOverTwoFrames) {
     std::copy_backward(expectedMemory[0], expectedMemory[3], expectedMemory[0] + 40);
     std::copy_n(expected.vector.data(), 10, expectedMemory[0]);
     EXPECT_TRUE(std::equal(memory[0], memory[0] + 40, expectedMemory[0]));
+  }
+}
+
+// The standard's Chebyshev evaluation, step by step on the operators.
+Word16 chebpsByOperators(Word16 x, const Word16 f[6], int q) {
+  Word16 b2_h = static_cast<Word16>(1 << (q - 3)), b2_l = 0, b1_h, b1_l;
+  L_Extract(L_mac(L_mult(x, static_cast<Word16>(1 << (q - 2))), f[1], 4096), &b1_h, &b1_l);
+  for (int i = 2; i < 5; ++i) {
+    Word32 t0 = L_shl(Mpy_32_16(b1_h, b1_l, x), 1);
+    t0 = L_mac(L_msu(L_mac(t0, b2_h, -32768), b2_l, 1), f[i], 4096);
+    b2_h = b1_h;
+    b2_l = b1_l;
+    L_Extract(t0, &b1_h, &b1_l);
+  }
+  Word32 t0 = L_msu(L_mac(Mpy_32_16(b1_h, b1_l, x), b2_h, -32768), b2_l, 1);
+  t0 = L_mac(t0, f[5], 2048);
+  return extract_h(L_shl(t0, static_cast<Word16>(30 - (q + 13))));
+}
+
+TEST(Chebps, MatchesTheOperatorsAndTheirFlagUpToClippingSums) {
+  // Coefficients of speech filters, then ones whose sums clip in the recursion.
+  std::mt19937 rng{729};
+  std::uniform_int_distribution<int> point(-32768, 32767);
+  for (const int scale : {3000, 12000, 32767}) {
+    std::uniform_int_distribution<int> coefficient(-scale, scale);
+    for (int trial = 0; trial < 3000; ++trial) {
+      Word16 f[6] = {2048};
+      for (int i = 1; i < 6; ++i) f[i] = static_cast<Word16>(coefficient(rng));
+      const auto x = static_cast<Word16>(point(rng));
+      for (const int q : {11, 10}) {
+        Overflow = 0;
+        const Word16 expected = chebpsByOperators(x, f, q);
+        const Flag expectedOverflow = Overflow;
+        Overflow = 0;
+        ASSERT_EQ((q == 11 ? Chebps_11 : Chebps_10)(x, f, 5), expected) << scale << ":" << trial;
+        ASSERT_EQ(Overflow, expectedOverflow) << scale << ":" << trial;
+      }
+    }
+  }
+}
+
+TEST(LspPreSelect, MatchesTheOperatorsAndTheirFlag) {
+  // Targets near the codebook, and far below it, where sub() clips.
+  std::mt19937 rng{729};
+  for (const int low : {0, -32768}) {
+    std::uniform_int_distribution<int> target(low, 26000);
+    for (int trial = 0; trial < 500; ++trial) {
+      Word16 rbuf[10];
+      for (auto& v : rbuf) v = static_cast<Word16>(target(rng));
+      Overflow = 0;
+      Word16 expected = 0;
+      Word32 dmin = INT32_MAX;
+      for (Word16 i = 0; i < 128; ++i) {
+        Word32 dist = 0;
+        for (int j = 0; j < 10; ++j) {
+          const Word16 tmp = sub(rbuf[j], lspcb1[i][j]);
+          dist = L_mac(dist, tmp, tmp);
+        }
+        if (L_sub(dist, dmin) < 0) {
+          dmin = dist;
+          expected = i;
+        }
+      }
+      const Flag expectedOverflow = Overflow;
+      Overflow = 0;
+      Word16 cand;
+      Lsp_pre_select(rbuf, lspcb1, &cand);
+      ASSERT_EQ(cand, expected) << low << ":" << trial;
+      ASSERT_EQ(Overflow, expectedOverflow) << low << ":" << trial;
+    }
   }
 }
 
