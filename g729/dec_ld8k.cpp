@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "g729/basic_op_inline.h"
+#include "g729/ld8k_lp.h"
 #include "g729/pitch_sharpening.h"
 #include "g729/tab_ld8k.h"
 #include "kestrune/g729_coder.h"
@@ -17,14 +18,7 @@ using namespace g729ops;
 
 namespace {
 
-constexpr Word16 kFrame = 80;
-constexpr Word16 kSubframe = 40;
-constexpr Word16 kOrder = 10;
-constexpr Word16 kPitchMin = 20;
-constexpr Word16 kPitchMax = 143;
 constexpr int kPastExcitation = 154;  // PIT_MAX + L_INTERPOL: what the adaptive codebook reads
-constexpr Word16 kSharpMin = 3277;    // 0.2, Q14
-constexpr Word16 kSharpMax = 13017;   // 0.8, Q14
 constexpr Word16 kFirstDelay = 60;    // the delay assumed before the first good one
 constexpr Word16 kSeed = 21845;       // the standard's first random seed
 
@@ -33,14 +27,14 @@ constexpr Word16 kSeed = 21845;       // the standard's first random seed
 void repeat_delay(DecoderState* s, Word16* T0, Word16* T0_frac) {
   *T0 = s->old_T0;
   *T0_frac = 0;
-  s->old_T0 = std::min(add(s->old_T0, 1), kPitchMax);
+  s->old_T0 = std::min(add(s->old_T0, 1), PIT_MAX);
 }
 
 // The subframe's delay from its index, or the fallback when the index cannot be trusted.
 void decode_delay(DecoderState* s, Word16 index, bool trusted, int i_subfr, Word16* T0,
                   Word16* T0_frac) {
   if (trusted) {
-    Dec_lag3(index, kPitchMin, kPitchMax, static_cast<Word16>(i_subfr), T0, T0_frac);
+    Dec_lag3(index, PIT_MIN, PIT_MAX, static_cast<Word16>(i_subfr), T0, T0_frac);
     s->old_T0 = *T0;
   } else {
     repeat_delay(s, T0, T0_frac);
@@ -50,7 +44,7 @@ void decode_delay(DecoderState* s, Word16 index, bool trusted, int i_subfr, Word
 // Total excitation exc = g_p exc + g_c code, rounded from Q14 and kept to 16 bits, exactly as
 // the encoder forms it (without saturation).
 void mix_excitation(Word16 exc[], const Word16 code[], Word16 g_p, Word16 g_c) {
-  for (int i = 0; i < kSubframe; ++i) {
+  for (int i = 0; i < L_SUBFR; ++i) {
     exc[i] = static_cast<Word16>((int64_t{g_p} * exc[i] + int64_t{g_c} * code[i] + 8192) >> 14);
   }
 }
@@ -59,12 +53,12 @@ void mix_excitation(Word16 exc[], const Word16 code[], Word16 g_p, Word16 g_c) {
 // down by 4 and the subframe synthesized again, so that the overflow does not persist.
 void synthesize(DecoderState* s, Word16* Az, Word16 exc[], Word16 synth[]) {
   Overflow = 0;
-  Syn_filt(Az, exc, synth, kSubframe, s->mem_syn, 0);
+  Syn_filt(Az, exc, synth, L_SUBFR, s->mem_syn, 0);
   if (Overflow != 0) {
     for (Word16& sample : s->old_exc) sample = shr(sample, 2);
-    Syn_filt(Az, exc, synth, kSubframe, s->mem_syn, 1);
+    Syn_filt(Az, exc, synth, L_SUBFR, s->mem_syn, 1);
   } else {
-    std::copy_n(synth + kSubframe - kOrder, kOrder, s->mem_syn);
+    std::copy_n(synth + L_SUBFR - M, M, s->mem_syn);
   }
 }
 
@@ -75,9 +69,9 @@ extern "C" {
 void Init_Decod_ld8k(DecoderState* s) {
   s->exc = s->old_exc + kPastExcitation;
   std::fill_n(s->old_exc, kPastExcitation, 0);
-  std::fill_n(s->mem_syn, kOrder, 0);
-  std::copy_n(lsp_old_tab, kOrder, s->lsp_old);
-  s->sharp = kSharpMin;
+  std::fill_n(s->mem_syn, M, 0);
+  std::copy_n(lsp_old_tab, M, s->lsp_old);
+  s->sharp = SHARPMIN;
   s->old_T0 = kFirstDelay;
   s->gain_code = 0;
   s->gain_pitch = 0;
@@ -90,15 +84,15 @@ void Decod_ld8k(DecoderState* s, Word16 parm[], Word16 voicing, Word16 synth[], 
   const Word16 bfi = parm[0];
   Word16* prm = parm + 2;  // after the frame type
 
-  Word16 lsp_new[kOrder];
+  Word16 lsp_new[M];
   D_lsp(prm, lsp_new, bfi, &s->lsp);
   prm += 2;
   Int_qlpc(s->lsp_old, lsp_new, A_t);
-  std::copy_n(lsp_new, kOrder, s->lsp_old);
+  std::copy_n(lsp_new, M, s->lsp_old);
 
   Word16 T0 = 0, T0_frac = 0;
-  for (int i_subfr = 0; i_subfr < kFrame; i_subfr += kSubframe) {
-    Word16* Az = A_t + (kOrder + 1) * (i_subfr / kSubframe);
+  for (int i_subfr = 0; i_subfr < L_FRAME; i_subfr += L_SUBFR) {
+    Word16* Az = A_t + (M + 1) * (i_subfr / L_SUBFR);
     Word16* exc = s->exc + i_subfr;
 
     // Delay: the first subframe's index is also distrusted when its parity check failed.
@@ -107,20 +101,20 @@ void Decod_ld8k(DecoderState* s, Word16 parm[], Word16 voicing, Word16 synth[], 
     if (i_subfr == 0) trusted = add(bfi, *prm++) == 0;
     decode_delay(s, index, trusted, i_subfr, &T0, &T0_frac);
     if (i_subfr == 0) *T0_first = T0;
-    Pred_lt_3(exc, T0, T0_frac, kSubframe);
+    Pred_lt_3(exc, T0, T0_frac, L_SUBFR);
 
     // Fixed codebook, random in a lost frame, sharpened by the previous pitch gain.
     if (bfi != 0) {
       prm[0] = static_cast<Word16>(Random(&s->seed) & 0x1fff);
       prm[1] = static_cast<Word16>(Random(&s->seed) & 0x000f);
     }
-    Word16 code[kSubframe];
+    Word16 code[L_SUBFR];
     Decod_ACELP(prm[1], prm[0], code);
     prm += 2;
     pitch_sharpen(code, T0, static_cast<Word16>(s->sharp * 2));
 
-    Dec_gain(*prm++, code, kSubframe, bfi, &s->gain_pitch, &s->gain_code);
-    s->sharp = std::clamp(s->gain_pitch, kSharpMin, kSharpMax);
+    Dec_gain(*prm++, code, L_SUBFR, bfi, &s->gain_pitch, &s->gain_code);
+    s->sharp = std::clamp(s->gain_pitch, SHARPMIN, SHARPMAX);
 
     // A lost frame keeps only the part its predecessor's voicing makes likely.
     Word16 g_p = s->gain_pitch, g_c = s->gain_code;
@@ -129,7 +123,7 @@ void Decod_ld8k(DecoderState* s, Word16 parm[], Word16 voicing, Word16 synth[], 
     synthesize(s, Az, exc, synth + i_subfr);
   }
 
-  std::copy(s->old_exc + kFrame, s->old_exc + kFrame + kPastExcitation, s->old_exc);
+  std::copy(s->old_exc + L_FRAME, s->old_exc + L_FRAME + kPastExcitation, s->old_exc);
 }
 
 }  // extern "C"

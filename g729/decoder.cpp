@@ -2,15 +2,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "g729/ld8k_lp.h"
 #include "kestrune/g729_bits.h"
 #include "kestrune/g729_decoder.h"
 #include "kestrune/g729_pitch.h"
 
 namespace {
 
-constexpr int kFrame = 80;
-constexpr int kSubframe = 40;
-constexpr int kOrder = 10;
 constexpr Word16 kFirstVoicing = 60;
 
 }  // namespace
@@ -19,7 +17,7 @@ extern "C" {
 
 int g729dec_init(DecoderState* state) {
   std::memset(state, 0, sizeof *state);
-  state->synth = state->synth_buf + kOrder;
+  state->synth = state->synth_buf + M;
   Init_Decod_ld8k(state);
   Init_Post_Filter();
   Init_Post_Process();
@@ -40,15 +38,15 @@ Word16* g729_dec_run(DecoderState* state, UWord16 frame[]) {
 
   // Postfilter each subframe; the last voiced subframe's delay is the next frame's voicing.
   state->voicing = 0;
-  for (int i = 0; i < kFrame; i += kSubframe) {
+  for (int i = 0; i < L_FRAME; i += L_SUBFR) {
     Word16 sf_voic;
-    Post(state->T0_first, state->synth + i, state->Az_dec + (kOrder + 1) * (i / kSubframe),
+    Post(state->T0_first, state->synth + i, state->Az_dec + (M + 1) * (i / L_SUBFR),
          state->pst_out + i, &sf_voic);
     if (sf_voic != 0) state->voicing = sf_voic;
   }
-  std::copy_n(state->synth_buf + kFrame, kOrder, state->synth_buf);
+  std::copy_n(state->synth_buf + L_FRAME, M, state->synth_buf);
 
-  Post_Process(state, state->pst_out, kFrame);
+  Post_Process(state, state->pst_out, L_FRAME);
   return state->pst_out;
 }
 

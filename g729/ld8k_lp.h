@@ -1,7 +1,15 @@
-// Constants of the encoder's LP analysis, LSP conversion and LSP quantizer.
+// Constants of the speech codec shared by the encoder and the decoder: frame sizes, pitch
+// range and sharpening bounds, and those of the LP analysis, LSP conversion and quantizer.
 #pragma once
 
 #include "kestrune/g729_types.h"
+
+inline constexpr Word16 L_FRAME = 80;     // a frame: 10 ms at 8 kHz
+inline constexpr Word16 L_SUBFR = 40;     // a subframe
+inline constexpr Word16 PIT_MIN = 20;     // shortest pitch delay
+inline constexpr Word16 PIT_MAX = 143;    // longest pitch delay
+inline constexpr Word16 SHARPMIN = 3277;  // pitch sharpening bounds, 0.2 and 0.8 in Q14
+inline constexpr Word16 SHARPMAX = 13017;
 
 inline constexpr Word16 M = 10;       // LP order
 inline constexpr Word16 MP1 = M + 1;  // coefficients of an LP filter

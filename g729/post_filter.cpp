@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "g729/basic_op_inline.h"
+#include "g729/ld8k_lp.h"
 #include "g729/post_filter_ltp.h"
 #include "kestrune/g729_coder.h"
 #include "kestrune/g729_decoder.h"
@@ -15,8 +16,6 @@ using namespace g729ops;
 
 namespace {
 
-constexpr int kSubframe = 40;
-constexpr int kOrder = 10;
 constexpr int kImpulse = 20;             // LONG_H_ST: truncated impulse response
 constexpr Word16 kGammaDen = 22938;      // 0.7, Q15: A(z/gamma) of the denominator
 constexpr Word16 kGammaNum = 18022;      // 0.55, Q15: A(z/gamma) of the numerator
@@ -26,11 +25,11 @@ constexpr Word16 kAgc = 32358;           // 0.9875, Q15: smoothing of the gain c
 constexpr Word16 kAgc1 = 32768 - kAgc;   // its complement
 
 struct PostFilterMemory {
-  Word16 apond2[kImpulse];  // numerator A(z/0.55), then zeros: the impulse response's input
-  Word16 mem_stp[kOrder];   // 1/A(z/0.7)
-  Word16 mem_zero[kOrder];  // always zero: the impulse response starts from rest
-  Word16 res2[MEM_RES2 + kSubframe];  // residual of A(z/0.55): past, then the subframe
-  Word16 gain_prec;                   // gain control of the last sample, Q14
+  Word16 apond2[kImpulse];          // numerator A(z/0.55), then zeros: the impulse response's input
+  Word16 mem_stp[M];                // 1/A(z/0.7)
+  Word16 mem_zero[M];               // always zero: the impulse response starts from rest
+  Word16 res2[MEM_RES2 + L_SUBFR];  // residual of A(z/0.55): past, then the subframe
+  Word16 gain_prec;                 // gain control of the last sample, Q14
 };
 
 PostFilterMemory pst;
@@ -61,7 +60,7 @@ Word16 calc_st_filt(Word16* apond2, Word16* apond1, Word16* sig_ltp) {
   const Word16 g0 = extract_h(L_shl(L_g0, 14));
   if (sub(g0, 1024) > 0) {
     const Word16 inverse = div_s(1024, g0);
-    for (int i = 0; i < kSubframe; ++i) sig_ltp[i] = mult_r(sig_ltp[i], inverse);
+    for (int i = 0; i < L_SUBFR; ++i) sig_ltp[i] = mult_r(sig_ltp[i], inverse);
   }
   return parcor0;
 }
@@ -85,7 +84,7 @@ void filt_mu(const Word16* sig_in, Word16* sig_out, Word16 parcor0) {
   const Word16 mu2 = add(32767, sub(1, abs_s(mu)));  // 2^15 (1 - |mu|)
   const Word16 ga = div_s(fact, mu2);                // 2^sh_fact / (1 - |mu|)
   mu = shr(mu, 1);
-  for (int n = 0; n < kSubframe; ++n) {
+  for (int n = 0; n < L_SUBFR; ++n) {
     Word32 L_temp = L_mac(L_shl(L_deposit_l(sig_in[n + 1]), 15), mu, sig_in[n]);
     L_temp = L_add(L_temp, 0x00004000);
     const Word16 temp = extract_l(L_shr(L_temp, 15));
@@ -97,7 +96,7 @@ void filt_mu(const Word16* sig_in, Word16* sig_out, Word16 parcor0) {
 // Sum of |x[i]| over the subframe.
 Word32 magnitude(const Word16* x) {
   Word32 L_acc = 0;
-  for (int i = 0; i < kSubframe; ++i) L_acc = L_add(L_acc, L_abs(L_deposit_l(x[i])));
+  for (int i = 0; i < L_SUBFR; ++i) L_acc = L_add(L_acc, L_abs(L_deposit_l(x[i])));
   return L_acc;
 }
 
@@ -127,7 +126,7 @@ void scale_st(const Word16* sig_in, Word16* sig_out, Word16* gain_prec) {
   }
 
   Word16 gain = *gain_prec;
-  for (int i = 0; i < kSubframe; ++i) {
+  for (int i = 0; i < L_SUBFR; ++i) {
     gain = add(mult_r(kAgc, gain), g0);
     sig_out[i] = round_fx(L_shl(L_mult(gain, sig_out[i]), 1));
   }
@@ -141,30 +140,30 @@ extern "C" {
 void Init_Post_Filter(void) {
   std::fill(std::begin(pst.res2), std::end(pst.res2), 0);
   std::fill(std::begin(pst.mem_stp), std::end(pst.mem_stp), 0);
-  std::fill(std::begin(pst.apond2) + kOrder + 1, std::end(pst.apond2), 0);
+  std::fill(std::begin(pst.apond2) + M + 1, std::end(pst.apond2), 0);
   std::fill(std::begin(pst.mem_zero), std::end(pst.mem_zero), 0);
   pst.gain_prec = 16384;  // 1.0, Q14
 }
 
 void Post(Word16 t0, Word16* signal_ptr, Word16* coeff, Word16* sig_out, Word16* vo) {
-  Word16 apond1[kOrder + 1];
-  Weight_Az(coeff, kGammaDen, kOrder, apond1);
-  Weight_Az(coeff, kGammaNum, kOrder, pst.apond2);
+  Word16 apond1[M + 1];
+  Weight_Az(coeff, kGammaDen, M, apond1);
+  Weight_Az(coeff, kGammaNum, M, pst.apond2);
 
   Word16* res2 = pst.res2 + MEM_RES2;
-  Residu(pst.apond2, signal_ptr, res2, kSubframe);
+  Residu(pst.apond2, signal_ptr, res2, L_SUBFR);
 
   // sig_ltp[0] is the last output of 1/A(z/0.7) of the previous subframe, for the tilt filter.
-  Word16 sig_ltp[kSubframe + 1];
+  Word16 sig_ltp[L_SUBFR + 1];
   pst_ltp(t0, res2, sig_ltp + 1, vo);
-  sig_ltp[0] = pst.mem_stp[kOrder - 1];
+  sig_ltp[0] = pst.mem_stp[M - 1];
 
   const Word16 parcor0 = calc_st_filt(pst.apond2, apond1, sig_ltp + 1);
-  Syn_filt(apond1, sig_ltp + 1, sig_ltp + 1, kSubframe, pst.mem_stp, 1);
+  Syn_filt(apond1, sig_ltp + 1, sig_ltp + 1, L_SUBFR, pst.mem_stp, 1);
   filt_mu(sig_ltp, sig_out, parcor0);
   scale_st(signal_ptr, sig_out, &pst.gain_prec);
 
-  std::copy(pst.res2 + kSubframe, pst.res2 + kSubframe + MEM_RES2, pst.res2);
+  std::copy(pst.res2 + L_SUBFR, pst.res2 + L_SUBFR + MEM_RES2, pst.res2);
 }
 
 }  // extern "C"
