@@ -46,6 +46,9 @@ std::optional<PcmInput> PcmInput::open(const std::string& input, PcmFormat forma
     toolFail(input + ": " + why);
     return std::nullopt;
   }
+  if (!conversion->cutShort.empty())
+    std::cerr << "kestrune: warning: " << input << ": decoding stopped before the end ("
+              << conversion->cutShort << "); what came before is used\n";
   if (conversion->clipped > 0)
     std::cerr << "kestrune: warning: " << input << ": " << conversion->clipped
               << " sample(s) at or beyond 16-bit full scale were clipped\n";

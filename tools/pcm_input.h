@@ -10,7 +10,8 @@ class PcmInput {
  public:
   // Raw PCM (.pcm, .raw or no extension) is used where it lies, taken to be in format. Any
   // other input is read through libsndfile and converted to format in a temporary raw file,
-  // removed with this object; samples clipped on the way are reported in one warning line.
+  // removed with this object; samples clipped on the way are reported in one warning line, a
+  // damaged file converted as far as it decodes in another.
   // Nothing, after printing why, when the input cannot be used.
   static std::optional<PcmInput> open(const std::string& input, PcmFormat format);
 

@@ -100,8 +100,6 @@ std::optional<SoundConversion> convertSoundFile(std::span<const uint8_t> file, P
            "); raw PCM is named .pcm or .raw, or has no extension";
     return std::nullopt;
   }
-  SoundConversion result;
-  result.source = {info.samplerate, info.channels};
   if (info.samplerate < kLowestRate || info.samplerate > kHighestRate) {
     *why = "a sample rate of " + std::to_string(info.samplerate) + " Hz cannot be converted";
     return std::nullopt;
@@ -134,6 +132,7 @@ std::optional<SoundConversion> convertSoundFile(std::span<const uint8_t> file, P
   std::vector<float> block(static_cast<size_t>(kBlockFrames * info.channels));
   std::vector<float> mixed;
   std::vector<float> resampled;
+  SoundConversion result;
   const auto write = [&](std::span<float> samples) {
     result.clipped += toSixteenBitScale(samples);
     const sf_count_t frames = static_cast<sf_count_t>(samples.size()) / target.channels;
@@ -141,7 +140,6 @@ std::optional<SoundConversion> convertSoundFile(std::span<const uint8_t> file, P
       *why = rawOutput + ": write error";
       return false;
     }
-    result.frames += static_cast<uint64_t>(frames);
     return true;
   };
   sf_count_t frames = 0;
@@ -157,10 +155,7 @@ std::optional<SoundConversion> convertSoundFile(std::span<const uint8_t> file, P
     }
     if (!write(samples)) return std::nullopt;
   }
-  if (sf_error(in.get()) != SF_ERR_NO_ERROR) {
-    *why = std::string("cannot be decoded: ") + sf_strerror(in.get());
-    return std::nullopt;
-  }
+  if (sf_error(in.get()) != SF_ERR_NO_ERROR) result.cutShort = sf_strerror(in.get());
   if (resampler && (!resampler->process({}, resampled, why) || !write(resampled)))
     return std::nullopt;
   return result;

@@ -263,6 +263,11 @@ case_sound_file_failures() {
   expect 1 "pcm2wtg of raw samples named .wav" -- "$tool" pcm2wtg "$work/raw.wav" "$work/x.wtg"
   contains "$work/err" "not a sound file" "unreadable sound file reported"
   absent "$work/x.wtg" "no output after an unreadable sound file"
+  # A FLAC file cut in half converts as far as it decodes, with a warning.
+  "$fixture" write flac 8000 1 1 1 "$speech8" "$work/whole.flac"
+  head -c $(($(stat -c %s "$work/whole.flac") / 2)) "$work/whole.flac" >"$work/cut.flac"
+  expect 0 "pcm2wtg of a FLAC file cut short" -- "$tool" pcm2wtg "$work/cut.flac" "$work/cut.wtg"
+  contains "$work/err" "decoding stopped before the end" "cut FLAC reported"
   "$fixture" write wav16 8000 6 1 1 "$speech8" "$work/six.wav"
   expect 1 "opus-encode of six channels into stereo" -- "$tool" opus-encode "$work/six.wav" "$work/x.opus" --channels 2
   absent "$work/x.opus" "no output after a refused conversion"
