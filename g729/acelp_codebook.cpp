@@ -4,6 +4,7 @@
 
 #include "g729/acelp_layout.h"
 #include "g729/basic_op_inline.h"
+#include "g729/pitch_sharpening.h"
 #include "kestrune/g729_acelp.h"
 
 using namespace g729ops;
@@ -21,14 +22,6 @@ constexpr Word16 kUnclippedMagnitude = 8191;
 // the first left unused for the second. Per thread, so that encoders on different threads keep
 // their own budgets.
 thread_local Word16 extra = 0;
-
-// x[i] += x[i - T0] * sharp for i = T0..39, in place and in plain 16-bit arithmetic: the
-// periodic repetition of a pulse at the pitch lag.
-void sharpen(Word16 x[], Word16 T0, Word16 sharp) {
-  for (int i = T0; i < kSubframe; ++i) {
-    x[i] = static_cast<Word16>(x[i] + ((Word32{x[i - T0]} * sharp) >> 15));
-  }
-}
 
 // Magnitudes of the backward-filtered target and the signs taken from it (32767 or -32768),
 // gathered per position set t: positions t, t + 5, ..., t + 35.
@@ -228,7 +221,7 @@ Word16 ACELP_Codebook(const Word16 x[], Word16 h[], Word16 T0, Word16 pitch_shar
                       Word16 code[], Word16 y[], Word16* sign) {
   const auto sharp = static_cast<Word16>(pitch_sharp * 2);  // Q14 to Q15
   const bool periodic = T0 < kSubframe;
-  if (periodic) sharpen(h, T0, sharp);
+  if (periodic) pitch_sharpen(h, T0, sharp);
 
   Word16 rr[DIM_RR];
   Word16 Dn[kSubframe];
@@ -236,7 +229,7 @@ Word16 ACELP_Codebook(const Word16 x[], Word16 h[], Word16 T0, Word16 pitch_shar
   Cor_h_X(h, x, Dn);
   const Word16 index = D4i40_17(Dn, rr, h, code, y, sign, i_subfr);
 
-  if (periodic) sharpen(code, T0, sharp);
+  if (periodic) pitch_sharpen(code, T0, sharp);
   return index;
 }
 

@@ -24,6 +24,7 @@ int runOpusDecode(const OpusOptions& options);
 int runSpeexDecode(const std::string& input, const std::string& output);
 // Inputs then one output file, or inputs then an output folder.
 int runPcm2Wtg(const std::vector<std::string>& paths);
+int runWtg2Pcm(const std::string& input, const std::string& output);
 
 // Decodes a framed Speex file through TZSpeexDecoder and writes every frame its delegate
 // received to output. The number of frames, or nothing after printing why.

@@ -26,6 +26,7 @@ const DemoStep kSteps[] = {
     {"Opus encode and decode", demoOpus},
     {"Speex wideband decode", demoSpeex},
     {"WTG conversion (G.729-derived speech encoder)", demoWtg},
+    {"WTG decoding (speech decoder and postfilter)", demoWtgDecode},
 };
 
 std::string sampleDirectory() {

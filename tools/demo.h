@@ -13,3 +13,4 @@ bool demoCore(const DemoContext& context);
 bool demoOpus(const DemoContext& context);
 bool demoSpeex(const DemoContext& context);
 bool demoWtg(const DemoContext& context);
+bool demoWtgDecode(const DemoContext& context);

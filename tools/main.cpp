@@ -98,6 +98,12 @@ int main(int argc, char** argv) {
       ->expected(2, CLI::detail::expected_max_vector_size)
       ->default_str("");
 
+  std::string wtgInput, pcmOutput;
+  auto* wtg2pcm = app.add_subcommand(
+      "wtg2pcm", "WTG files back into 8 kHz mono speech through the speech decoder");
+  wtg2pcm->add_option("IN", wtgInput, "WTG file")->required();
+  wtg2pcm->add_option("OUT", pcmOutput, kPcmOut)->required();
+
   OpusOptions encode;
   auto* opusEncode =
       app.add_subcommand("opus-encode", "PCM into Opus packets through the encoder's file job");
@@ -140,6 +146,7 @@ int main(int argc, char** argv) {
   setLibraryLog(quiet, verbose, demo->parsed());
   if (demo->parsed()) return runDemo(demoDir);
   if (pcm2wtg->parsed()) return runPcm2Wtg(wtgPaths);
+  if (wtg2pcm->parsed()) return runWtg2Pcm(wtgInput, pcmOutput);
   if (opusEncode->parsed()) return runOpusEncode(encode);
   if (opusDecode->parsed()) return runOpusDecode(decode);
   return runSpeexDecode(speexInput, speexOutput);

@@ -40,14 +40,23 @@ PcmWriter::~PcmWriter() {
 }
 
 bool PcmWriter::write(std::span<const uint8_t> pcm) {
-  if (raw_ != nullptr) {
-    if (!pcm.empty() && std::fwrite(pcm.data(), 1, pcm.size(), raw_) != pcm.size()) failed_ = true;
-  } else if (sound_ != nullptr) {
+  if (raw_ == nullptr) {
     // The library's PCM is little-endian, like this machine's samples.
     samples_.resize(pcm.size() / 2);
     std::memcpy(samples_.data(), pcm.data(), samples_.size() * 2);
-    const auto count = static_cast<sf_count_t>(samples_.size());
-    if (sf_write_short(sound_, samples_.data(), count) != count) failed_ = true;
+    return write(std::span<const int16_t>(samples_));
+  }
+  if (!pcm.empty() && std::fwrite(pcm.data(), 1, pcm.size(), raw_) != pcm.size()) failed_ = true;
+  return !failed_;
+}
+
+bool PcmWriter::write(std::span<const int16_t> samples) {
+  if (raw_ != nullptr) {
+    if (!samples.empty() && std::fwrite(samples.data(), 2, samples.size(), raw_) != samples.size())
+      failed_ = true;
+  } else if (sound_ != nullptr) {
+    const auto count = static_cast<sf_count_t>(samples.size());
+    if (sf_write_short(sound_, samples.data(), count) != count) failed_ = true;
   }
   return !failed_;
 }
@@ -58,4 +67,14 @@ bool PcmWriter::close() {
   raw_ = nullptr;
   sound_ = nullptr;
   return !failed_;
+}
+
+bool writePcmFile(const std::string& path, PcmFormat format, std::span<const int16_t> samples) {
+  const auto writer = PcmWriter::open(path, format);
+  if (!writer) return false;
+  if (!writer->write(samples) || !writer->close()) {
+    failAndRemove(path, path + ": write error");
+    return false;
+  }
+  return true;
 }

@@ -21,8 +21,10 @@ class PcmWriter {
   PcmWriter(const PcmWriter&) = delete;
   PcmWriter& operator=(const PcmWriter&) = delete;
 
-  // Appends 16-bit little-endian samples; false on a write error.
+  // Appends samples, as the library's little-endian bytes or as numbers; false on a write
+  // error.
   bool write(std::span<const uint8_t> pcm);
+  bool write(std::span<const int16_t> samples);
   // Finishes the file (libsndfile completes its header here); false when any write failed.
   bool close();
 
@@ -33,3 +35,7 @@ class PcmWriter {
   std::vector<int16_t> samples_;  // the bytes as samples, for libsndfile
   bool failed_ = false;
 };
+
+// Writes a whole PCM file, as PcmWriter names its container; on failure prints why, leaves no
+// file behind and returns false.
+bool writePcmFile(const std::string& path, PcmFormat format, std::span<const int16_t> samples);

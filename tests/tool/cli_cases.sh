@@ -273,6 +273,56 @@ case_sound_file_failures() {
   absent "$work/x.opus" "no output after a refused conversion"
 }
 
+# le_field FILE OFFSET BYTES: the unsigned little-endian number at OFFSET.
+le_field() {
+  od -An -tu"$3" -j"$2" -N"$3" "$1" | tr -d ' '
+}
+
+case_wtg2pcm() {
+  local frames
+  frames=$(($(stat -c %s "$speech8") / 160))
+  "$tool" pcm2wtg "$speech8" "$work/a.wtg" >/dev/null 2>&1
+  expect 0 "wtg2pcm to raw PCM" -- "$tool" wtg2pcm "$work/a.wtg" "$work/a.pcm"
+  contains "$work/out" "($frames frames" "frames reported"
+  # 80 samples of 16 bits per 10-byte frame.
+  size_is "$work/a.pcm" $((frames * 160)) "wtg2pcm samples"
+  expect 0 "wtg2pcm to .wav" -- "$tool" wtg2pcm "$work/a.wtg" "$work/a.wav"
+  size_is "$work/a.wav" $((44 + frames * 160)) "44-byte header and the samples"
+  [ "$(head -c 4 "$work/a.wav")" = RIFF ] && [ "$(head -c 16 "$work/a.wav" | tail -c 8)" = "WAVEfmt " ] ||
+    { echo "FAIL: no RIFF/WAVE header"; failures=$((failures + 1)); }
+  local field expected
+  for field in "4 4 $((36 + frames * 160))" "16 4 16" "20 2 1" "22 2 1" "24 4 8000" "28 4 16000" \
+    "32 2 2" "34 2 16" "40 4 $((frames * 160))"; do
+    set -- $field
+    expected=$3
+    [ "$(le_field "$work/a.wav" "$1" "$2")" = "$expected" ] ||
+      { echo "FAIL: .wav header field at $1 is not $expected"; failures=$((failures + 1)); }
+  done
+  cmp -s <(tail -c +45 "$work/a.wav") "$work/a.pcm" || { echo "FAIL: .wav samples differ from raw"; failures=$((failures + 1)); }
+  expect 0 "wtg2pcm to .flac" -- "$tool" wtg2pcm "$work/a.wtg" "$work/a.flac"
+  "$fixture" read "$work/a.flac" "$work/flac.pcm" >"$work/info"
+  contains "$work/info" "8000 1 $((frames * 80))" ".flac of 8 kHz mono"
+  same_file "$work/flac.pcm" "$work/a.pcm" ".flac and raw samples"
+  # An empty WTG file (from fewer than 80 samples) is zero frames.
+  : >"$work/empty.wtg"
+  expect 0 "wtg2pcm of an empty WTG file" -- "$tool" wtg2pcm "$work/empty.wtg" "$work/empty.pcm"
+  size_is "$work/empty.pcm" 0 "no samples from no frames"
+}
+
+case_wtg2pcm_refuses_truncated_and_missing() {
+  "$tool" pcm2wtg "$data/speech-8k.pcm" "$work/a.wtg" >/dev/null 2>&1
+  head -c $(($(stat -c %s "$work/a.wtg") - 3)) "$work/a.wtg" >"$work/cut.wtg"
+  expect 1 "wtg2pcm of a WTG file cut inside a frame" -- "$tool" wtg2pcm "$work/cut.wtg" "$work/cut.pcm"
+  contains "$work/err" "10-byte frames" "truncated file explained"
+  [ "$(wc -l <"$work/err")" = 1 ] || { echo "FAIL: more than one line on stderr"; failures=$((failures + 1)); }
+  absent "$work/cut.pcm" "no output after a truncated file"
+  expect 1 "wtg2pcm of a missing file" -- "$tool" wtg2pcm "$work/missing.wtg" "$work/m.wav"
+  contains "$work/err" "missing.wtg" "missing input named"
+  absent "$work/m.wav" "no output after a missing input"
+  expect 2 "wtg2pcm with one argument" -- "$tool" wtg2pcm "$work/a.wtg"
+  expect 2 "wtg2pcm with an unknown option" -- "$tool" wtg2pcm "$work/a.wtg" "$work/b.pcm" --rate 8000
+}
+
 if ! declare -F "case_$name" >/dev/null; then
   echo "no case $name"; exit 2
 fi
