@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr int kUsageStatus = 2;
-
 const char* const kPcmNote =
     "PCM files: .pcm, .raw or no extension is raw 16-bit little-endian PCM at the command's rate "
     "and channels. Inputs of any other name are read with libsndfile (WAV, AIFF, FLAC, Ogg "

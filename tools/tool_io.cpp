@@ -19,7 +19,7 @@ int toolFail(const std::string& message) {
 
 int usageFail(const std::string& message) {
   toolFail(message);
-  return 2;
+  return kUsageStatus;
 }
 
 int failAndRemove(const std::string& output, const std::string& message) {

@@ -13,8 +13,11 @@
 // Prints "kestrune: <message>" on stderr and returns the failure status 1.
 int toolFail(const std::string& message);
 
-// Prints "kestrune: <message>" on stderr and returns the usage status 2, for arguments that
-// cannot work together.
+// The exit status of a command line that cannot work: an unknown option, a missing or
+// out-of-range value, arguments that do not go together.
+inline constexpr int kUsageStatus = 2;
+
+// Prints "kestrune: <message>" on stderr and returns kUsageStatus.
 int usageFail(const std::string& message);
 
 // Ends a failed run without leaving a half-written output behind: removes output, prints
