@@ -1,4 +1,5 @@
-// The subcommands of the kestrune tool. Each returns the process exit status.
+// The subcommands of the kestrune tool, called with their parsed arguments. Each returns the
+// process exit status: 0, 1 when the job failed, 2 when the arguments cannot work together.
 #pragma once
 
 #include <cstdint>
@@ -6,21 +7,25 @@
 #include <string>
 #include <vector>
 
-using ToolArgs = std::vector<std::string>;
-
-struct ToolCommand {
-  const char* name;
-  const char* usage;  // the arguments after the name
-  int (*run)(const ToolArgs& args);
+struct OpusOptions {
+  std::string input;
+  std::string output;
+  int rate = 16000;
+  int channels = 1;
+  int frameMs = 20;
+  bool framed = false;    // opus-encode
+  bool noHeader = false;  // opus-decode: fixed-size records of dataSize bytes
+  int dataSize = 0;
 };
 
-int runDemo(const ToolArgs& args);
-int runOpusEncode(const ToolArgs& args);
-int runOpusDecode(const ToolArgs& args);
-int runSpeexDecode(const ToolArgs& args);
-int runPcm2Wtg(const ToolArgs& args);
-int runWtg2Pcm(const ToolArgs& args);
+int runDemo(const std::string& outputDir);
+int runOpusEncode(const OpusOptions& options);
+int runOpusDecode(const OpusOptions& options);
+int runSpeexDecode(const std::string& input, const std::string& output);
+// Inputs then one output file, or inputs then an output folder.
+int runPcm2Wtg(const std::vector<std::string>& paths);
+int runWtg2Pcm(const std::string& input, const std::string& output);
 
-// Decodes a framed Speex file through TZSpeexDecoder's file job and writes every frame its
-// delegate received to output. The number of frames, or nothing after printing why.
+// Decodes a framed Speex file through TZSpeexDecoder and writes every frame its delegate
+// received to output. The number of frames, or nothing after printing why.
 std::optional<size_t> speexDecodeToFile(const std::string& input, const std::string& output);

@@ -3,24 +3,24 @@
 // never held in memory.
 #pragma once
 
-#include <cstdio>
 #include <memory>
 #include <string>
 
 #include "kestrune/TZOpusDecoder.h"
 #include "kestrune/TZSpeexDecoder.h"
+#include "tools/pcm_writer.h"
 
 class DecodedSink : public TZOpusDecoderDelegate, public TZSpeexDelegate {
  public:
-  // Opens (truncates) path for writing; on failure prints why and returns nullptr.
-  static std::shared_ptr<DecodedSink> open(const std::string& path);
-  ~DecodedSink() override;
+  // Opens (truncates) path for PCM of format: a WAV or FLAC file when its extension says so,
+  // raw otherwise. On failure prints why and returns nullptr.
+  static std::shared_ptr<DecodedSink> open(const std::string& path, PcmFormat format);
 
   void opusDecoder(TZOpusDecoder&, const TZBytes* Data, const TZError* error) override;
   void speexDecoder(TZSpeexDecoder&, const TZBytes* Data, const TZError* error) override;
 
-  // Flushes and closes the file; false when any write failed.
-  bool close();
+  // Finishes the file; false when any write failed.
+  bool close() { return writer_->close(); }
 
   size_t blocks() const { return blocks_; }
   uintmax_t bytes() const { return bytes_; }
@@ -28,12 +28,10 @@ class DecodedSink : public TZOpusDecoderDelegate, public TZSpeexDelegate {
   const TZError& lastError() const { return lastError_; }
 
  private:
-  DecodedSink(std::FILE* file, std::string path) : file_(file), path_(std::move(path)) {}
+  explicit DecodedSink(std::unique_ptr<PcmWriter> writer) : writer_(std::move(writer)) {}
   void take(const TZBytes* Data, const TZError* error);
 
-  std::FILE* file_;
-  std::string path_;
-  bool writeFailed_ = false;
+  std::unique_ptr<PcmWriter> writer_;
   size_t blocks_ = 0;
   uintmax_t bytes_ = 0;
   size_t errors_ = 0;

@@ -58,9 +58,8 @@ bool demoCore(const DemoContext& context) {
   return delivered;
 }
 
-int runDemo(const ToolArgs& args) {
-  if (args.size() > 1) return toolFail("demo takes at most one argument, the output directory");
-  DemoContext context{sampleDirectory(), args.empty() ? "kestrune-demo" : args[0]};
+int runDemo(const std::string& outputDir) {
+  DemoContext context{sampleDirectory(), outputDir};
   std::error_code error;
   std::filesystem::create_directories(context.outputDir, error);
   if (error) return toolFail(context.outputDir + ": cannot be created: " + error.message());

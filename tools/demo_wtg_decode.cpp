@@ -5,9 +5,9 @@
 #include <iostream>
 
 #include "tools/demo.h"
+#include "tools/pcm_writer.h"
 #include "tools/segmental_snr.h"
 #include "tools/tool_io.h"
-#include "tools/wav.h"
 #include "tools/wtg_decode.h"
 
 bool demoWtgDecode(const DemoContext& context) {
@@ -17,7 +17,7 @@ bool demoWtgDecode(const DemoContext& context) {
   const auto decoded = decodeWtgFile(wtg);
   const auto input = readInputFile(context.sampleDir + "/speech-8k.pcm");
   if (!decoded || !input) return false;
-  if (!writeOutputFile(output, makeWav(*decoded, 8000, 1))) return false;
+  if (!writePcmFile(output, {8000, 1}, *decoded)) return false;
 
   std::vector<int16_t> reference(input->size() / 2);
   for (size_t i = 0; i < reference.size(); ++i)

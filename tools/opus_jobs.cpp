@@ -83,7 +83,7 @@ std::optional<OpusDecodeResult> decodeOpusRecords(const TZBytes& stream, const s
     failAndRemove(output, input + ": no complete Opus record: " + result.walk.why);
     return std::nullopt;
   }
-  const auto sink = DecodedSink::open(output);
+  const auto sink = DecodedSink::open(output, {format->sampleRate(), format->channels()});
   if (!sink) return std::nullopt;
   auto decoder = TZOpusDecoder::initDecoder(std::move(format), sink);
   if (!decoder) {

@@ -32,7 +32,8 @@ struct OpusDecodeResult {
 };
 
 // Decodes the whole records of stream (framed as format says) and writes the PCM of each to
-// output as it is delivered. A stream without one whole record fails.
+// output as it is delivered (a WAV or FLAC file when output's extension says so). A stream without
+// one whole record fails.
 std::optional<OpusDecodeResult> decodeOpusRecords(const TZBytes& stream, const std::string& input,
                                                   const std::string& output,
                                                   std::shared_ptr<TZOpusFormat> format);

@@ -1,30 +1,47 @@
 #include "tools/resample.h"
 
-#include <soxr.h>
+#include <algorithm>
 
-std::optional<std::vector<int16_t>> toMono(std::span<const int16_t> samples, int channels, int rate,
-                                           int targetRate, std::string* why) {
-  const size_t frames = channels > 0 ? samples.size() / static_cast<size_t>(channels) : 0;
-  std::vector<float> mono(frames);
-  for (size_t i = 0; i < frames; ++i) {
-    float sum = 0;
-    for (int c = 0; c < channels; ++c) sum += samples[i * static_cast<size_t>(channels) + c];
-    mono[i] = sum / static_cast<float>(channels) / 32768.0f;
-  }
-  // The output length libsoxr produces for the whole input, with room for rounding.
-  std::vector<int16_t> out(frames * static_cast<size_t>(targetRate) / static_cast<size_t>(rate) +
-                           16);
-  soxr_io_spec_t ioSpec = soxr_io_spec(SOXR_FLOAT32_I, SOXR_INT16_I);
-  ioSpec.flags |= SOXR_NO_DITHER;  // the same input always gives the same samples
+std::unique_ptr<Resampler> Resampler::create(double inputRate, double outputRate, unsigned channels,
+                                             std::string* why) {
+  soxr_io_spec_t ioSpec = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
+  ioSpec.flags |= SOXR_NO_DITHER;
   const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
-  size_t written = 0;
-  const soxr_error_t error =
-      soxr_oneshot(rate, targetRate, 1, mono.data(), frames, nullptr, out.data(), out.size(),
-                   &written, &ioSpec, &quality, nullptr);
+  soxr_error_t error = nullptr;
+  soxr_t soxr = soxr_create(inputRate, outputRate, channels, &error, &ioSpec, &quality, nullptr);
   if (error != nullptr) {
     *why = std::string("libsoxr: ") + error;
-    return std::nullopt;
+    soxr_delete(soxr);
+    return nullptr;
   }
-  out.resize(written);
-  return out;
+  return std::unique_ptr<Resampler>(new Resampler(soxr, outputRate / inputRate, channels));
+}
+
+Resampler::~Resampler() {
+  soxr_delete(soxr_);
+}
+
+bool Resampler::process(std::span<const float> input, std::vector<float>& out, std::string* why) {
+  out.clear();
+  const bool end = input.empty();
+  const size_t frames = input.size() / channels_;
+  size_t used = 0;
+  // libsoxr keeps what it cannot deliver yet; it is called again while it fills the room given.
+  for (;;) {
+    const size_t room = static_cast<size_t>(static_cast<double>(frames - used) * ratio_) + 1024;
+    const size_t at = out.size();
+    out.resize(at + room * channels_);
+    size_t consumed = 0;
+    size_t produced = 0;
+    const soxr_error_t error =
+        soxr_process(soxr_, end ? nullptr : input.data() + used * channels_, frames - used,
+                     &consumed, out.data() + at, room, &produced);
+    out.resize(at + produced * channels_);
+    if (error != nullptr) {
+      *why = std::string("libsoxr: ") + error;
+      return false;
+    }
+    used += consumed;
+    if (end ? produced == 0 : used == frames && produced < room) return true;
+  }
 }

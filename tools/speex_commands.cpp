@@ -11,14 +11,14 @@
 
 namespace {
 
-constexpr int kUsageStatus = 2;
+constexpr PcmFormat kSpeexPcm = {16000, 1};  // wideband, as the device sends it
 
 }  // namespace
 
 std::optional<size_t> speexDecodeToFile(const std::string& input, const std::string& output) {
   const auto stream = readInputFile(input);
   if (!stream) return std::nullopt;
-  const auto sink = DecodedSink::open(output);
+  const auto sink = DecodedSink::open(output, kSpeexPcm);
   if (!sink) return std::nullopt;
   auto decoder = TZSpeexDecoder::initWithDelegate(sink);
   if (!decoder) {
@@ -43,13 +43,7 @@ std::optional<size_t> speexDecodeToFile(const std::string& input, const std::str
   return sink->blocks();
 }
 
-int runSpeexDecode(const ToolArgs& args) {
-  if (args.size() != 2 || args[0].starts_with("--") || args[1].starts_with("--")) {
-    toolFail("speex-decode: takes an input and an output file: speex-decode IN OUT");
-    return kUsageStatus;
-  }
-  const std::string& input = args[0];
-  const std::string& output = args[1];
+int runSpeexDecode(const std::string& input, const std::string& output) {
   if (const auto problem = inputProblem(input)) return toolFail(*problem);
   if (!prepareJobOutput(input, output)) return 1;
 

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -11,13 +10,16 @@
 #include <iostream>
 #include <iterator>
 
-#include "kestrune/TZLogManager.h"
 #include "kestrune/TZPlatform.h"
-#include "tools/wav.h"
 
 int toolFail(const std::string& message) {
   std::cerr << "kestrune: " << message << "\n";
   return 1;
+}
+
+int usageFail(const std::string& message) {
+  toolFail(message);
+  return kUsageStatus;
 }
 
 int failAndRemove(const std::string& output, const std::string& message) {
@@ -34,7 +36,6 @@ bool prepareJobOutput(const std::string& input, const std::string& output) {
   }
   if (!writeOutputFile(output, {})) return false;
   TZPlatform::setDocumentsDirectory(std::filesystem::absolute(output).parent_path().string());
-  TZLogManager::setLog(false, false, 1);
   return true;
 }
 
@@ -61,34 +62,6 @@ std::optional<TZBytes> readInputFile(const std::string& path) {
   return bytes;
 }
 
-std::optional<TZBytes> readPcmInput(const std::string& path, int expectedRate,
-                                    int expectedChannels) {
-  auto bytes = readInputFile(path);
-  if (!bytes || !looksLikeWav(*bytes)) return bytes;
-  std::string why;
-  const auto wav = parseWav(*bytes, &why);
-  if (!wav) {
-    toolFail(path + ": unusable .wav file: " + why);
-    return std::nullopt;
-  }
-  if (wav->formatTag != 1 || wav->bitsPerSample != 16) {
-    toolFail(path + ": only 16-bit PCM .wav files are accepted");
-    return std::nullopt;
-  }
-  if (expectedRate != 0 && wav->sampleRate != expectedRate) {
-    toolFail(path + ": .wav sample rate is " + std::to_string(wav->sampleRate) + " Hz, expected " +
-             std::to_string(expectedRate) + " Hz");
-    return std::nullopt;
-  }
-  if (expectedChannels != 0 && wav->channels != expectedChannels) {
-    toolFail(path + ": .wav has " + std::to_string(wav->channels) + " channel(s), expected " +
-             std::to_string(expectedChannels));
-    return std::nullopt;
-  }
-  return TZBytes(bytes->begin() + static_cast<std::ptrdiff_t>(wav->dataOffset),
-                 bytes->begin() + static_cast<std::ptrdiff_t>(wav->dataOffset + wav->dataSize));
-}
-
 bool writeOutputFile(const std::string& path, const TZBytes& bytes) {
   std::FILE* file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) {
@@ -104,14 +77,6 @@ bool writeOutputFile(const std::string& path, const TZBytes& bytes) {
     return false;
   }
   return true;
-}
-
-std::optional<int> parseInt(const std::string& text) {
-  int value = 0;
-  const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, value);
-  if (text.empty() || result.ec != std::errc() || result.ptr != end) return std::nullopt;
-  return value;
 }
 
 bool showProgress() {

@@ -13,14 +13,20 @@
 // Prints "kestrune: <message>" on stderr and returns the failure status 1.
 int toolFail(const std::string& message);
 
+// The exit status of a command line that cannot work: an unknown option, a missing or
+// out-of-range value, arguments that do not go together.
+inline constexpr int kUsageStatus = 2;
+
+// Prints "kestrune: <message>" on stderr and returns kUsageStatus.
+int usageFail(const std::string& message);
+
 // Ends a failed run without leaving a half-written output behind: removes output, prints
 // the message like toolFail and returns 1.
 int failAndRemove(const std::string& output, const std::string& message);
 
 // Before a codec job: checks that output is not the input and can be written (leaving it
-// empty), keeps the library's own files beside it (the codec objects take their default
-// paths from the Documents directory) and turns the library's log off, since every failure
-// it could log reaches the tool through a delegate or a callback and is reported there.
+// empty) and keeps the library's own files beside it (the codec objects take their default
+// paths from the Documents directory).
 bool prepareJobOutput(const std::string& input, const std::string& output);
 
 // Why a file cannot be read (missing, a directory, no permission), or nothing when it can.
@@ -29,17 +35,8 @@ std::optional<std::string> inputProblem(const std::string& path);
 // Reads a whole file; on failure prints why and returns nothing.
 std::optional<TZBytes> readInputFile(const std::string& path);
 
-// Reads raw 16-bit little-endian PCM, or the data chunk of a 16-bit PCM .wav file whose
-// rate and channel count match what the caller expects (0 accepts any). On failure prints
-// why and returns nothing.
-std::optional<TZBytes> readPcmInput(const std::string& path, int expectedRate,
-                                    int expectedChannels);
-
 // Writes a whole file; on failure prints why and returns false.
 bool writeOutputFile(const std::string& path, const TZBytes& bytes);
-
-// Parses a whole decimal integer; nothing for anything else.
-std::optional<int> parseInt(const std::string& text);
 
 // True when standard error is a terminal, so progress lines may be shown.
 bool showProgress();

@@ -1,9 +1,6 @@
 #include "tools/wtg_commands.h"
 
-#include <unistd.h>
-
 #include <chrono>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -11,61 +8,14 @@
 #include "kestrune/TZMainQueue.h"
 #include "kestrune/TZPcmToWtg.h"
 #include "tools/commands.h"
-#include "tools/resample.h"
+#include "tools/pcm_input.h"
 #include "tools/tool_io.h"
-#include "tools/wav.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kUsageStatus = 2;
-constexpr int kWtgRate = 8000;
-
-// Raw PCM files for the service, which reads its inputs from paths: an input already raw is
-// used as it is; a .wav input's samples (converted to 8 kHz mono) go to a temporary file,
-// removed with this object.
-class ServiceInputs {
- public:
-  ~ServiceInputs() {
-    std::error_code ignored;
-    for (const auto& path : temporary_) fs::remove(path, ignored);
-  }
-  // The raw 8 kHz mono PCM path for input, or nothing after printing why.
-  std::optional<std::string> prepare(const std::string& input) {
-    const auto bytes = readInputFile(input);
-    if (!bytes) return std::nullopt;
-    if (!looksLikeWav(*bytes)) return input;  // raw PCM: no header to tell, taken as 8 kHz mono
-    std::string why;
-    const auto wav = parseWav(*bytes, &why);
-    if (!wav) return fail(input + ": unusable .wav file: " + why);
-    if (wav->formatTag != 1 || wav->bitsPerSample != 16)
-      return fail(input + ": only 16-bit PCM .wav files are accepted");
-    std::vector<int16_t> samples(wav->dataSize / 2);
-    std::memcpy(samples.data(), bytes->data() + wav->dataOffset, samples.size() * 2);
-    if (wav->sampleRate != kWtgRate || wav->channels != 1) {
-      auto converted = toMono(samples, wav->channels, wav->sampleRate, kWtgRate, &why);
-      if (!converted) return fail(input + ": " + why);
-      samples = std::move(*converted);
-    }
-    const std::string path =
-        (fs::temp_directory_path() / ("kestrune-" + std::to_string(getpid()) + "-" +
-                                      std::to_string(temporary_.size()) + ".pcm"))
-            .string();
-    TZBytes raw(samples.size() * 2);
-    std::memcpy(raw.data(), samples.data(), raw.size());
-    if (!writeOutputFile(path, raw)) return std::nullopt;
-    temporary_.push_back(path);
-    return path;
-  }
-
- private:
-  static std::optional<std::string> fail(const std::string& message) {
-    toolFail(message);
-    return std::nullopt;
-  }
-  std::vector<std::string> temporary_;
-};
+constexpr PcmFormat kWtgPcm = {8000, 1};  // what the speech encoder takes
 
 struct Completions : TZPcmToWtgDelegate {
   size_t count = 0;
@@ -82,21 +32,20 @@ void removeAll(const std::vector<WtgJob>& jobs, size_t upTo) {
 std::optional<std::vector<size_t>> convertToWtg(const std::vector<WtgJob>& jobs) {
   // Every input and output is checked before anything is queued: the file encoder ends the
   // process on a file it cannot open, so it must never meet one.
-  ServiceInputs inputs;
-  std::vector<std::string> rawInputs;
+  std::vector<PcmInput> inputs;
   for (size_t i = 0; i < jobs.size(); ++i) {
-    const auto raw = inputs.prepare(jobs[i].input);
-    if (!raw || !prepareJobOutput(jobs[i].input, jobs[i].output)) {
+    auto input = PcmInput::open(jobs[i].input, kWtgPcm);
+    if (!input || !prepareJobOutput(jobs[i].input, jobs[i].output)) {
       removeAll(jobs, i);  // the outputs made so far; never job i's, which may be its input
       return std::nullopt;
     }
-    rawInputs.push_back(*raw);
+    inputs.push_back(std::move(*input));
   }
 
   const auto done = std::make_shared<Completions>();
   auto service = TZPcmToWtg::initWithDelegate(done);
   for (size_t i = 0; i < jobs.size(); ++i)
-    service->convertPcmToWtg(std::make_shared<TZPcm2WtgModel>(rawInputs[i], jobs[i].output));
+    service->convertPcmToWtg(std::make_shared<TZPcm2WtgModel>(inputs[i].path(), jobs[i].output));
   const bool progress = showProgress() && jobs.size() > 1;
   while (!TZMainQueue::runUntil([&] { return done->count == jobs.size(); },
                                 std::chrono::milliseconds(200))) {
@@ -113,30 +62,20 @@ std::optional<std::vector<size_t>> convertToWtg(const std::vector<WtgJob>& jobs)
   return frames;
 }
 
-int runPcm2Wtg(const ToolArgs& args) {
-  for (const auto& arg : args)
-    if (arg.starts_with("--")) return toolFail("pcm2wtg: unknown option " + arg), kUsageStatus;
-  if (args.size() < 2) {
-    toolFail(
-        "pcm2wtg: takes an input and an output file, or inputs and a folder: pcm2wtg IN OUT | "
-        "IN... DIR/");
-    return kUsageStatus;
-  }
-  const std::string& last = args.back();
+int runPcm2Wtg(const std::vector<std::string>& paths) {
+  const std::string& last = paths.back();
   std::error_code error;
   const bool intoFolder = last.ends_with('/') || fs::is_directory(last, error);
-  if (!intoFolder && args.size() != 2) {
-    toolFail("pcm2wtg: several inputs need an output folder (ending in /)");
-    return kUsageStatus;
-  }
+  if (!intoFolder && paths.size() != 2)
+    return usageFail("pcm2wtg: several inputs need an output folder (ending in /)");
   std::vector<WtgJob> jobs;
-  for (size_t i = 0; i + 1 < args.size(); ++i) {
+  for (size_t i = 0; i + 1 < paths.size(); ++i) {
     std::string output = last;
     if (intoFolder)
-      output = (fs::path(last) / fs::path(args[i]).filename().replace_extension(".wtg")).string();
+      output = (fs::path(last) / fs::path(paths[i]).filename().replace_extension(".wtg")).string();
     for (const auto& job : jobs)
       if (job.output == output) return toolFail(output + ": named for two inputs");
-    jobs.push_back({args[i], output});
+    jobs.push_back({paths[i], output});
   }
   if (intoFolder && !fs::is_directory(last, error)) return toolFail(last + ": no such folder");
 

@@ -10,7 +10,7 @@ struct WtgJob {
   std::string output;  // the WTG file to write
 };
 
-// Checks every input and output, converts inputs that need it to raw 8 kHz mono PCM, then runs
+// Checks every input and output, converts sound-file inputs to raw 8 kHz mono PCM, then runs
 // all jobs through one TZPcmToWtg, in order. Frames written per job, or nothing after printing
 // why (no output of any job is left behind then).
 std::optional<std::vector<size_t>> convertToWtg(const std::vector<WtgJob>& jobs);

@@ -1,20 +1,18 @@
 #include "tools/wtg_decode.h"
 
-#include <filesystem>
 #include <iostream>
 #include <memory>
 
 #include "kestrune/g729_decoder.h"
 #include "tools/commands.h"
+#include "tools/pcm_writer.h"
 #include "tools/tool_io.h"
-#include "tools/wav.h"
 
 namespace {
 
 constexpr size_t kFrameBytes = 10;
 constexpr size_t kFrameSamples = 80;
 constexpr int kRate = 8000;
-constexpr int kUsageStatus = 2;
 
 }  // namespace
 
@@ -43,32 +41,11 @@ std::optional<std::vector<int16_t>> decodeWtgFile(const std::string& path) {
   return samples;
 }
 
-int runWtg2Pcm(const ToolArgs& args) {
-  for (const auto& arg : args)
-    if (arg.starts_with("--")) return toolFail("wtg2pcm: unknown option " + arg), kUsageStatus;
-  if (args.size() != 2) {
-    toolFail("wtg2pcm: takes an input WTG file and an output file: wtg2pcm IN OUT");
-    return kUsageStatus;
-  }
-  const std::string& input = args[0];
-  const std::string& output = args[1];
+int runWtg2Pcm(const std::string& input, const std::string& output) {
   const auto samples = decodeWtgFile(input);
-  if (!samples || !prepareJobOutput(input, output)) return 1;
-
-  const bool wav = std::filesystem::path(output).extension() == ".wav";
-  TZBytes bytes;
-  if (wav) {
-    bytes = makeWav(*samples, kRate, 1);
-  } else {
-    bytes.resize(samples->size() * 2);
-    for (size_t i = 0; i < samples->size(); ++i) {
-      bytes[2 * i] = uint8_t((*samples)[i]);
-      bytes[2 * i + 1] = uint8_t(uint16_t((*samples)[i]) >> 8);
-    }
-  }
-  if (!writeOutputFile(output, bytes)) return 1;
+  if (!samples || !prepareJobOutput(input, output) || !writePcmFile(output, {kRate, 1}, *samples))
+    return 1;
   std::cout << "wtg2pcm: " << input << " -> " << output << " (" << samples->size() / kFrameSamples
-            << " frames, " << samples->size() << " samples of 8 kHz mono"
-            << (wav ? " in a .wav file" : " PCM") << ")\n";
+            << " frames, " << samples->size() << " samples of 8 kHz mono PCM)\n";
   return 0;
 }

@@ -1,0 +1,66 @@
+#include "tools/pcm_input.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <iostream>
+
+#include "tools/sound_conversion.h"
+#include "tools/tool_io.h"
+
+namespace {
+
+// A new empty file in the temporary directory, or nothing after printing why.
+std::optional<std::string> makeTemporaryFile() {
+  std::error_code error;
+  std::string path = (std::filesystem::temp_directory_path(error) / "kestrune-XXXXXX.pcm").string();
+  const int fd = error ? -1 : mkstemps(path.data(), 4);
+  if (fd < 0) {
+    toolFail("cannot make a temporary file for the converted input");
+    return std::nullopt;
+  }
+  close(fd);
+  return path;
+}
+
+}  // namespace
+
+std::optional<PcmInput> PcmInput::open(const std::string& input, PcmFormat format) {
+  if (pcmContainerOf(input) == PcmContainer::Raw) {
+    // Raw PCM is handed over as it is: no copy, no conversion.
+    if (const auto problem = inputProblem(input)) {
+      toolFail(*problem);
+      return std::nullopt;
+    }
+    return PcmInput(input, false);
+  }
+  const auto bytes = readInputFile(input);
+  if (!bytes) return std::nullopt;
+  const auto temporary = makeTemporaryFile();
+  if (!temporary) return std::nullopt;
+  PcmInput converted(*temporary, true);
+  std::string why;
+  const auto conversion = convertSoundFile(*bytes, format, *temporary, &why);
+  if (!conversion) {
+    toolFail(input + ": " + why);
+    return std::nullopt;
+  }
+  if (!conversion->cutShort.empty())
+    std::cerr << "kestrune: warning: " << input << ": decoding stopped before the end ("
+              << conversion->cutShort << "); what came before is used\n";
+  if (conversion->clipped > 0)
+    std::cerr << "kestrune: warning: " << input << ": " << conversion->clipped
+              << " sample(s) at or beyond 16-bit full scale were clipped\n";
+  return converted;
+}
+
+PcmInput::~PcmInput() {
+  std::error_code ignored;
+  if (temporary_) std::filesystem::remove(path_, ignored);
+}
+
+PcmInput::PcmInput(PcmInput&& other) noexcept
+    : path_(std::move(other.path_)), temporary_(other.temporary_) {
+  other.temporary_ = false;
+}
