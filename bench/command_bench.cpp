@@ -79,7 +79,7 @@ struct Comparison {
   const char* name;
   std::vector<std::string> tool;   // the tool's command, writing tool_out
   std::vector<std::string> plain;  // the plain program, writing plain_out
-  fs::path toolOut, plainOut;  // compared when plainOut is set
+  fs::path toolOut, plainOut;      // compared when plainOut is set
 };
 
 }  // namespace

@@ -18,8 +18,8 @@
 #include "kestrune/TZMainQueue.h"
 #include "kestrune/TZOpusDecoder.h"
 #include "kestrune/TZOpusEncoder.h"
-#include "kestrune/TZPlatform.h"
 #include "kestrune/TZOpusRecords.h"
+#include "kestrune/TZPlatform.h"
 
 namespace {
 
