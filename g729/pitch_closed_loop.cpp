@@ -16,7 +16,9 @@ namespace {
 
 constexpr int kMaxSubframe = 40;
 constexpr int kInterpolationSpan = 4;  // extra delays on each side for Interpol_3
-constexpr int kMaxCorrelations = 40;
+// Room for every delay of the codec's range, 20 to 143, and the extra ones on both sides.
+constexpr int kMaxDelays = 143 - 20 + 1;
+constexpr int kMaxCorrelations = kMaxDelays + 2 * kInterpolationSpan;
 
 // (e * h[j]) >> shift: one sample of the excitation through the response, in the scale of
 // the filtered excitation.
@@ -66,6 +68,11 @@ extern "C" {
 
 Word16 Pitch_fr3(Word16 exc[], Word16 xn[], Word16 h[], Word16 L_subfr, Word16 t0_min,
                  Word16 t0_max, Word16 i_subfr, Word16* pit_frac) {
+  // Arguments the codec never passes would run past the working arrays: t0_min, no fraction.
+  if (L_subfr < 1 || L_subfr > kMaxSubframe || t0_max < t0_min || t0_max - t0_min >= kMaxDelays) {
+    *pit_frac = 0;
+    return t0_min;
+  }
   const int t_min = t0_min - kInterpolationSpan;
   const int t_max = t0_max + kInterpolationSpan;
   Word32 corr[kMaxCorrelations];

@@ -25,6 +25,8 @@ extern "C" {
 
 Word16 Pitch_ol(Word16 signal[], Word16 pit_min, Word16 pit_max, Word16 L_frame) {
   const int length = pit_max + L_frame;
+  // Arguments the codec never passes would run past the scaled copy: the longest delay.
+  if (pit_max < 0 || L_frame < 1 || length > kMaxSignal) return pit_max;
   const Word16* x = signal - pit_max;
 
   // Energy with the oldest sample counted twice, then a scale that keeps the correlations

@@ -23,7 +23,7 @@ typedef struct B_fir_filter {
 } B_fir_filter;
 
 // Open-loop delay of a frame of weighted speech; signal[-pit_max..-1] must be readable.
-// pit_max + L_frame is at most 223.
+// pit_max + L_frame is at most 223; other lengths return pit_max.
 KESTRUNE_API Word16 Pitch_ol(Word16 signal[], Word16 pit_min, Word16 pit_max, Word16 L_frame);
 
 // Delay in [lag_min, lag_max] of the largest correlation of signal with its past (ties go to
@@ -33,7 +33,8 @@ KESTRUNE_API Word16 Lag_max(Word16 signal[], Word16 L_frame, Word16 lag_max, Wor
 
 // Closed-loop delay in [t0_min - 1, t0_max + 1] with its fraction in *pit_frac, for the target
 // xn and the impulse response h (Q12). exc points at the subframe; the t0_max + 4 samples
-// before it must be readable. At most 40 samples, and t0_max - t0_min at most 31. In the
+// before it must be readable. At most 40 samples and at most 124 delays (t0_min..t0_max);
+// other arguments return t0_min with fraction 0. In the
 // first subframe (i_subfr 0) delays from 85 up get no fraction.
 KESTRUNE_API Word16 Pitch_fr3(Word16 exc[], Word16 xn[], Word16 h[], Word16 L_subfr, Word16 t0_min,
                               Word16 t0_max, Word16 i_subfr, Word16* pit_frac);
