@@ -22,6 +22,12 @@ Word16 mantissa(Word32 value) {
 extern "C" {
 
 Word16 G_pitch(Word16 xn[], Word16 y1[], Word16 g_coeff[], Word16 L_subfr) {
+  // A length the codec never passes would run past the working array: no gain.
+  if (L_subfr < 1 || L_subfr > kMaxSubframe) {
+    g_coeff[0] = g_coeff[1] = g_coeff[2] = 0;
+    g_coeff[3] = -15;
+    return 0;
+  }
   Word16 scaled[kMaxSubframe];
   Word32 scaled_sum = 0;
   for (int i = 0; i < L_subfr; ++i) {

@@ -58,6 +58,7 @@ KESTRUNE_API void B_fir_cal_s(const B_fir_filter* filter, const Word16 in[], Wor
 
 // Adaptive-codebook gain (Q14, 0 to 19661) of the filtered vector y1 against the target xn.
 // g_coeff receives <y1,y1> and <xn,y1> as mantissa and exponent pairs for the gain quantizer.
+// At most 40 samples; other lengths give gain 0 and g_coeff {0, 0, 0, -15}.
 KESTRUNE_API Word16 G_pitch(Word16 xn[], Word16 y1[], Word16 g_coeff[], Word16 L_subfr);
 
 // Parity bit of the six most significant bits of an 8-bit delay index.
