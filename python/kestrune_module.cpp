@@ -4,7 +4,6 @@
 // to build results and to call Python.
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
-#include <pybind11/stl.h>
 
 #include <algorithm>
 #include <chrono>
@@ -18,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "kestrune/TZLogManager.h"
 #include "kestrune/TZMainQueue.h"
 #include "kestrune/TZOpusDecoder.h"
 #include "kestrune/TZOpusEncoder.h"
@@ -194,7 +194,8 @@ struct SpeexDeliveries : TZSpeexDelegate, Deliveries {
 // Waits for the codec's worker, runs the main queue's deliveries (every object's: each lands in
 // its own Deliveries), then hands this object's to the callback with the GIL held.
 template <typename Codec>
-py::list flush(Codec& codec, Deliveries& deliveries, const py::object& callback, double timeout) {
+py::list drainDeliveries(Codec& codec, Deliveries& deliveries, const py::object& callback,
+                         double timeout) {
   std::deque<TZBytes> data;
   std::vector<std::string> errors;
   {
@@ -249,7 +250,9 @@ class OpusEncoder {
     py::gil_scoped_release released;
     encoder_->opusEncodeData(view.bytes());
   }
-  py::list flush(double timeout) { return ::flush(*encoder_, *deliveries_, callback_, timeout); }
+  py::list flush(double timeout) {
+    return drainDeliveries(*encoder_, *deliveries_, callback_, timeout);
+  }
   void close() {
     py::gil_scoped_release released;
     encoder_->opusOnRelease();
@@ -274,7 +277,9 @@ class OpusDecoder {
     py::gil_scoped_release released;
     decoder_->opusDecoderInputData(view.bytes());
   }
-  py::list flush(double timeout) { return ::flush(*decoder_, *deliveries_, callback_, timeout); }
+  py::list flush(double timeout) {
+    return drainDeliveries(*decoder_, *deliveries_, callback_, timeout);
+  }
   void close() {
     py::gil_scoped_release released;
     decoder_->opusOnRelease();
@@ -299,7 +304,9 @@ class SpeexDecoder {
     const std::lock_guard lock(feeding_);  // one caller at a time
     decoder_->speexInputData(bytes);
   }
-  py::list flush(double timeout) { return ::flush(*decoder_, *deliveries_, callback_, timeout); }
+  py::list flush(double timeout) {
+    return drainDeliveries(*decoder_, *deliveries_, callback_, timeout);
+  }
   void close() {
     py::gil_scoped_release released;
     decoder_->speexOnRelease();
@@ -398,6 +405,8 @@ PYBIND11_MODULE(kestrune, m) {
       "first. The GIL is released while coding.";
   using namespace py::literals;
 
+  m.def("set_log", &TZLogManager::setLog, "enable"_a, "more"_a = false, "level"_a = 1,
+        "The library's log switches (TZLogManager::setLog): a higher level shows fewer lines.");
   m.def("pcm_to_wtg", &pcmToWtg, "samples"_a, "rate"_a = kSpeechRate,
         "8 kHz mono 16-bit samples (numpy int16 array or little-endian bytes) into WTG frames "
         "(bytes), as `kestrune pcm2wtg` writes them.");
