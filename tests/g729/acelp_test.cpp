@@ -132,39 +132,4 @@ TEST(AcelpCodebook, TiesGoToTheFirstCombinationSearched) {
   EXPECT_EQ(s.code, pulseVector({{{0, true}, {1, true}, {2, true}, {3, true}}}));
 }
 
-// Where the correlation of positions i and j sits in Cor_h's array.
-int slot(int i, int j) {
-  if (i % 5 > j % 5) std::swap(i, j);
-  if (i == j) return (i % 5) * 8 + i / 5;
-  const int pair[5][5] = {{0, 0, 1, 2, 3}, {0, 0, 4, 5, 6}, {0, 0, 0, 7, 8}};
-  return 40 + pair[i % 5][j % 5] * 64 + (i / 5) * 8 + j / 5;
-}
-
-TEST(CorH, EveryCorrelationOfTheScaledResponseInItsSlot) {
-  // Small energy: h is scaled up by (norm(E) - 1) / 2 places; large: halved.
-  for (const Vector& h : {resonance(4096, 0.8, 0.5), resonance(20000, 0.9, 0.9)}) {
-    int64_t energy = 0;
-    for (Word16 v : h) energy += v * v;
-    int norm = 0;
-    while ((energy << norm) < (int64_t{1} << 30)) ++norm;
-    Vector scaled{};
-    for (int n = 0; n < 40; ++n) {
-      scaled[n] =
-          static_cast<Word16>(energy < 0x3E808000 ? h[n] * (1 << ((norm - 1) / 2)) : h[n] >> 1);
-    }
-    Word16 rr[DIM_RR];
-    Cor_h(h.data(), rr);
-    for (int i = 0; i < 40; ++i) {
-      for (int j = i; j < 40; ++j) {
-        // Never read: two positions of one track, or of pulse 3's two sets.
-        const int a = std::min(i % 5, j % 5), b = std::max(i % 5, j % 5);
-        if ((a == b && i != j) || (a == 3 && b == 4)) continue;
-        int64_t sum = 0;
-        for (int n = 0; n + j < 40; ++n) sum += scaled[n] * scaled[n + j - i];
-        EXPECT_EQ(rr[slot(i, j)], (2 * sum) >> 16) << i << "," << j;
-      }
-    }
-  }
-}
-
 }  // namespace

@@ -141,27 +141,4 @@ TEST_F(Filters, CorrXy2HandWorkedAndSaturated) {
   EXPECT_EQ(Overflow, 0);
 }
 
-TEST_F(Filters, UncalledHelpers) {
-  std::array<Word16, 40> x, y;
-  for (auto& s : x) s = random(20000);
-  // A biquad with b = {1, 0, 0} and no feedback passes the signal and remembers its end.
-  const Word16 b[3] = {4096, 0, 0}, a[3] = {4096, 0, 0};
-  Word16 mem[4] = {};
-  B_iircal(b, a, x.data(), y.data(), 40, mem);
-  EXPECT_EQ(x, y);
-  EXPECT_EQ(mem[0], x[39]);
-  EXPECT_EQ(mem[2], y[39]);
-
-  Word32 r[2];
-  B_comput_correlataionS(x.data(), 40, r, 2);
-  int64_t r0 = 0, r1 = 0;
-  for (int i = 0; i < 40; ++i) r0 += x[i] * x[i];
-  for (int i = 1; i < 40; ++i) r1 += x[i] * x[i - 1];
-  EXPECT_EQ(r[0], static_cast<Word32>(r0));
-  EXPECT_EQ(r[1], static_cast<Word32>(r1));
-
-  B_array_vol(x.data(), y.data(), 40, 4096 * 2);
-  for (int i = 0; i < 40; ++i) EXPECT_EQ(y[i], std::clamp(2 * x[i], -32768, 32767));
-}
-
 }  // namespace

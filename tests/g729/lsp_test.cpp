@@ -22,18 +22,6 @@ Vector lspOf(CoderState& state, const Word16 a[11]) {
   return std::to_array(state.lsp_new);
 }
 
-// The tables hold the standard's rounded samples of these functions, hence the tolerances.
-TEST(LspTables, SampleTheirFunctions) {
-  for (int i = 0; i < 65; ++i) EXPECT_NEAR(table[i], 32768 * std::cos(M_PI * i / 64), 1) << i;
-  for (int i = 1; i < 60; ++i) EXPECT_NEAR(grid[i], 32768 * std::cos(M_PI * i / 60), 1) << i;
-  for (int i = 0; i < 10; ++i) EXPECT_NEAR(freq_prev_reset[i], 8192 * M_PI * (i + 1) / 11, 1);
-  for (int n = 0; n < 240; ++n) {  // a Hamming half over 200 samples, then a quarter cosine
-    const double w =
-        n < 200 ? 0.54 - 0.46 * std::cos(2 * M_PI * n / 399) : std::cos(2 * M_PI * (n - 200) / 159);
-    EXPECT_NEAR(hamwindow[n], std::min(32767.0, 32768 * w), 1.5) << n;
-  }
-}
-
 // The root search interpolates between grid points, so its LSPs only approach the true roots.
 TEST(AzLsp, KnownFiltersGiveTheirLsps) {
   // A(z) = 1: F1 = 1 + z^-11 and F2 = 1 - z^-11, whose roots sit at pi k / 11.

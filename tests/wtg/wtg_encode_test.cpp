@@ -1,5 +1,5 @@
-// The WTG file encoder: frames counted from whole 80-sample blocks, the silence flag's rule,
-// equality with the frame driver called directly, and the process exit on a missing file.
+// The WTG file encoder: frames counted from whole 80-sample blocks, the silence flag's rule
+// and the process exit on a file that cannot be opened.
 #include "kestrune/wtg_encode.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +9,6 @@
 #include <cstring>
 #include <vector>
 
-#include "kestrune/g729_coder.h"
 #include "tests/support/test_files.h"
 
 namespace {
@@ -66,35 +65,6 @@ TEST_F(WtgEncode, SilenceFlagMarksExactZerosInAFileWithAPositiveSample) {
   EXPECT_EQ(flagsOf(convert(bytesOf(negative))), (std::vector<int>{0, 0, 0}));
   EXPECT_EQ(flagsOf(convert(bytesOf(std::vector<int16_t>(3 * 80, 0)))),
             (std::vector<int>{0, 0, 0}));
-}
-
-TEST_F(WtgEncode, FramesAreTheFrameDriversWordsInLittleEndian) {
-  const TZBytes speech = readFile(std::string(KESTRUNE_SAMPLE_DIR) + "/speech-8k.pcm");
-  const TZBytes head(speech.begin(), speech.begin() + 160 * 50);
-  // The codec's process-wide memories carry over from coder to coder, so the direct run is
-  // made in a forked child, which starts from this process's memories as they are now; the
-  // file conversion below then starts here from the same memories.
-  const pid_t child = fork();
-  if (child == 0) {
-    CoderState state;
-    g729_coder_init(&state, 1200);
-    TZBytes words;
-    for (size_t at = 0; at + 160 <= head.size(); at += 160) {
-      int16_t frame[80];
-      UWord16 out[5];
-      std::memcpy(frame, head.data() + at, 160);
-      g729coder_run(&state, frame, out, 0);
-      const auto* raw = reinterpret_cast<const uint8_t*>(out);
-      words.insert(words.end(), raw, raw + 10);
-    }
-    writeFile(documents_.file("direct.wtg"), words);
-    _exit(0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  ASSERT_TRUE(WIFEXITED(status));
-  // The speech has no frame of exact zeros: every flag is 0, as in the direct run.
-  EXPECT_TRUE(convert(head) == readFile(documents_.file("direct.wtg")));
 }
 
 TEST_F(WtgEncode, MissingFilesEndTheProcessWithTheirMessage) {
