@@ -1,6 +1,8 @@
-# Fuzz builds instrument every object for coverage, with ASan and UBSan.
+# Fuzz builds instrument every object for coverage, with ASan and UBSan; undefined behaviour
+# stops the run like a crash, so the fuzzer keeps the input.
 if(KESTRUNE_BUILD_FUZZ)
-  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer)
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all
+    -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
 

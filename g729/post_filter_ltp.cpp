@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "g729/basic_op_inline.h"
+#include "g729/ld8k_lp.h"
 #include "g729/oper_32b_inline.h"
 #include "g729/tab_dec.h"
 
@@ -18,6 +19,7 @@ constexpr int kSubframeP1 = kSubframe + 1;
 constexpr int kSizeRes2 = MEM_RES2 + kSubframe;
 constexpr int kShortCentre = LH2_S / 2 - 1;  // LH_UP_SM1
 constexpr int kLongCentre = LH2_L / 2;       // LH_UP_L
+constexpr Word16 kShortestDelay = 19;        // Dec_lag3 of the first subframe's index 0
 constexpr Word16 kMinGain = 21845;           // gl when the gain b reaches 1 (b = 0.5), Q15
 
 // A gain num * 2^sh_num / (den * 2^sh_den) of the harmonic filter; num 0 means none.
@@ -212,6 +214,11 @@ Word16 filter_gain(LtpGain g) {
 }  // namespace
 
 void pst_ltp(Word16 t0, const Word16* sig_in, Word16* sig_out, Word16* vo) {
+  // Delays the decoder gives a good frame lie in 19..143. A damaged frame can leave 144 (the
+  // second subframe's codes 29-31 reach one past PIT_MAX and a failed parity check repeats
+  // it), which would take the search one sample before the kept residual; any delay outside
+  // the range is searched from its nearer end.
+  t0 = std::clamp(t0, kShortestDelay, PIT_MAX);
   // The residual and its past, scaled to 13 significant bits for the search.
   const Word16* sig = sig_in - MEM_RES2;
   Word16 peak = 0;

@@ -114,7 +114,8 @@ KESTRUNE_API void Dec_gain(Word16 index, Word16 code[], Word16 L_subfr, Word16 b
 KESTRUNE_API void Init_Post_Filter(void);
 // Postfilters one 40-sample subframe of synthesis (signal_ptr[-10..-1] readable) with its LP
 // filter coeff: harmonic filter around the delay t0, formant filter, tilt compensation and
-// gain control, into sig_out. *vo receives the delay found voiced, or 0.
+// gain control, into sig_out. *vo receives the delay found voiced, or 0. A delay outside
+// 19..143 (a damaged frame's) is taken as the nearer end.
 KESTRUNE_API void Post(Word16 t0, Word16* signal_ptr, Word16* coeff, Word16* sig_out, Word16* vo);
 
 // Clears the output filter's process-wide memory.

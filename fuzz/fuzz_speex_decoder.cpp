@@ -1,0 +1,67 @@
+// Arbitrary bytes through the whole Speex decode path: the decoder object finds the blocks,
+// libspeex decodes every frame on the worker (corrupt frames included), the PCM reaches the
+// delegate through the main queue; in file mode the same bytes go through a file job. Every
+// delivery is one 640-byte frame; the worker must drain everything and the decoder must come
+// apart cleanly.
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <span>
+#include <string>
+
+#include "fuzz/fuzz_quiet_log.h"
+#include "kestrune/TZMainQueue.h"
+#include "kestrune/TZSpeexDecoder.h"
+
+namespace {
+
+struct CheckingDelegate : TZSpeexDelegate {
+  void speexDecoder(TZSpeexDecoder&, const TZBytes* Data, const TZError* error) override {
+    if (error != nullptr || Data == nullptr || Data->size() != 640) std::abort();
+  }
+};
+
+std::string scratchPath(const char* name) {
+  return "/tmp/kestrune-fuzz-" + std::to_string(getpid()) + "-" + name;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size < 1) return 0;
+  quietLibraryLog();
+  // Byte 0: bit 7 a file job; bits 0-6 the length of the pieces the stream is fed in. The rest:
+  // the stream.
+  const bool fileJob = (data[0] & 0x80) != 0;
+  const size_t pieceLength = (data[0] & 0x7F) * 8u + 1u;
+  const std::span<const uint8_t> stream(data + 1, size - 1);
+
+  auto delegate = std::make_shared<CheckingDelegate>();
+  auto decoder = TZSpeexDecoder::initWithDelegate(delegate);
+  if (!decoder) std::abort();
+  const std::string output = scratchPath("out.pcm");
+  if (fileJob) {
+    const std::string input = scratchPath("in.spx");
+    if (FILE* file = std::fopen(input.c_str(), "wb")) {
+      std::fwrite(stream.data(), 1, stream.size(), file);
+      std::fclose(file);
+    }
+    decoder->speexConvertToPcm(input, &output, [](const std::string*, const TZError*) {});
+    std::remove(input.c_str());
+  } else {
+    for (size_t offset = 0; offset < stream.size(); offset += pieceLength) {
+      const auto piece = stream.subspan(offset, std::min(pieceLength, stream.size() - offset));
+      decoder->speexInputData(TZBytes(piece.begin(), piece.end()));
+    }
+  }
+  if (!decoder->waitUntilIdle(std::chrono::seconds(20))) std::abort();
+  TZMainQueue::runPending();
+  decoder.reset();
+  TZMainQueue::runPending();
+  std::remove(output.c_str());
+  return 0;
+}
