@@ -22,9 +22,14 @@ int usageFail(const std::string& message) {
   return kUsageStatus;
 }
 
+void removeOutput(const std::string& output) {
+  std::error_code error;
+  const auto file = std::filesystem::canonical(output, error);
+  if (!error && std::filesystem::is_regular_file(file, error)) std::filesystem::remove(file, error);
+}
+
 int failAndRemove(const std::string& output, const std::string& message) {
-  std::error_code ignored;
-  std::filesystem::remove(output, ignored);
+  removeOutput(output);
   return toolFail(message);
 }
 
@@ -72,8 +77,7 @@ bool writeOutputFile(const std::string& path, const TZBytes& bytes) {
       bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
   const bool closed = std::fclose(file) == 0;
   if (!written || !closed) {
-    toolFail(path + ": write error");
-    std::remove(path.c_str());
+    failAndRemove(path, path + ": write error");
     return false;
   }
   return true;

@@ -20,8 +20,12 @@ inline constexpr int kUsageStatus = 2;
 // Prints "kestrune: <message>" on stderr and returns kUsageStatus.
 int usageFail(const std::string& message);
 
-// Ends a failed run without leaving a half-written output behind: removes output, prints
-// the message like toolFail and returns 1.
+// Removes the file that output leads to when it is a regular file (through a link, the file and
+// not the link); a device, a pipe or a folder named as the output is never removed.
+void removeOutput(const std::string& output);
+
+// Ends a failed run without leaving a half-written output behind: removes output as
+// removeOutput does, prints the message like toolFail and returns 1.
 int failAndRemove(const std::string& output, const std::string& message);
 
 // Before a codec job: checks that output is not the input and can be written (leaving it

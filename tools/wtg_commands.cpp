@@ -23,8 +23,7 @@ struct Completions : TZPcmToWtgDelegate {
 };
 
 void removeAll(const std::vector<WtgJob>& jobs, size_t upTo) {
-  std::error_code ignored;
-  for (size_t i = 0; i < upTo; ++i) fs::remove(jobs[i].output, ignored);
+  for (size_t i = 0; i < upTo; ++i) removeOutput(jobs[i].output);
 }
 
 }  // namespace
