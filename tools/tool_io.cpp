@@ -48,6 +48,8 @@ std::optional<std::string> inputProblem(const std::string& path) {
   std::error_code error;
   if (!std::filesystem::exists(path, error)) return path + ": no such file";
   if (std::filesystem::is_directory(path, error)) return path + ": is a directory";
+  // A pipe is opened once, by its reader: opening it here would take its writer away.
+  if (!std::filesystem::is_regular_file(path, error)) return std::nullopt;
   if (!std::ifstream(path, std::ios::binary))
     return path + ": cannot be read: " + std::strerror(errno);
   return std::nullopt;
@@ -59,6 +61,10 @@ std::optional<TZBytes> readInputFile(const std::string& path) {
     return std::nullopt;
   }
   std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    toolFail(path + ": cannot be read: " + std::strerror(errno));
+    return std::nullopt;
+  }
   TZBytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   if (in.bad()) {
     toolFail(path + ": read error");

@@ -33,7 +33,8 @@ int failAndRemove(const std::string& output, const std::string& message);
 // paths from the Documents directory).
 bool prepareJobOutput(const std::string& input, const std::string& output);
 
-// Why a file cannot be read (missing, a directory, no permission), or nothing when it can.
+// Why a file cannot be read (missing, a directory, no permission), or nothing when it can. A
+// pipe or a device is not opened to find out.
 std::optional<std::string> inputProblem(const std::string& path);
 
 // Reads a whole file; on failure prints why and returns nothing.
