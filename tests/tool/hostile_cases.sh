@@ -37,13 +37,12 @@ check() {
   while read -r result size command in out options; do
     [[ -z $result || $result == \#* ]] && continue
     what="$command $in $out $options"
-    [[ $out == */* || $out == "$in" || -L $out ]] || rm -f "$out"  # an earlier row's
+    [[ $out == */* || $out == "$in" || -L $out || -d $out ]] || rm -f "$out" # an earlier row's
     expect "${result/w/0}" "$what" -- kestrune "$command" "$in" "$out" $options
     lines=$(grep -vc '^notification: ' "$work/err")
     case $result in
       0) [ "$lines" = 0 ] || fail "$what: $lines lines on stderr" ;;
-      w) [ "$lines" = 1 ] || fail "$what: $lines lines on stderr, expected a warning"
-        contains "$work/err" "warning: " "$what" ;;
+      w) [ "$lines" = 1 ] && grep -q "warning: " "$work/err" || fail "$what: no lone warning line" ;;
       *)
         [ "$lines" = 1 ] || fail "$what: $lines lines on stderr"
         [ -s "$work/out" ] && fail "$what: output on stdout"
@@ -56,10 +55,7 @@ check() {
 }
 
 case_tiny_files() {
-  : >empty.pcm
-  printf x >one.pcm
-  cp empty.pcm empty.wav
-  cp one.pcm one.wav
+  : >empty.pcm && printf x >one.pcm && cp empty.pcm empty.wav && cp one.pcm one.wav
   check <<'EOF'
 # Fewer samples than a frame encode to nothing; a byte of WTG is no frame.
 0 0 pcm2wtg empty.pcm e.wtg
@@ -198,8 +194,7 @@ EOF
   local job
   for job in "pcm2wtg $speech8 wtg" "opus-encode $speech16 opus"; do
     set -- $job
-    rm -f pipe.pcm
-    mkfifo pipe.pcm
+    rm -f pipe.pcm && mkfifo pipe.pcm
     cat "$2" >pipe.pcm &
     expect 0 "$1 from a pipe" -- kestrune "$1" pipe.pcm "pipe.$3"
     kill $! 2>/dev/null
@@ -213,16 +208,14 @@ case_missing_inputs() {
   check < <(for command in pcm2wtg wtg2pcm opus-encode opus-decode speex-decode; do
     echo "1 - $command missing.pcm m.out"
     echo "1 - $command folder m.out"
-  done)
-  check <<<"1 - pcm2wtg missing.wav m.wtg"
+  done; echo "1 - pcm2wtg missing.wav m.wtg")
   # One input of several missing: nothing is converted, the others' outputs are not left.
   expect 1 "pcm2wtg with one input missing" -- kestrune pcm2wtg "$speech8" missing.pcm folder/
   absent folder/speech-8k.wtg "no output of the other inputs"
 }
 
 case_bad_outputs() {
-  cp "$speech8" in8.pcm
-  cp "$speech16" in16.pcm
+  cp "$speech8" in8.pcm && cp "$speech16" in16.pcm
   kestrune pcm2wtg in8.pcm in.wtg >/dev/null
   kestrune opus-encode in16.pcm in.opus --framed >/dev/null
   local job jobs=("pcm2wtg in8.pcm" "wtg2pcm in.wtg" "opus-encode in16.pcm" "opus-decode in.opus"
