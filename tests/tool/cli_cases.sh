@@ -75,22 +75,6 @@ case_pcm2wtg() {
   size_is "$work/folder/b.wtg" $(($(stat -c %s "$speech8") / 160 * 10)) "second file of the folder"
 }
 
-# make_wav RATE CHANNELS PCM OUT: a 16-bit PCM .wav file around raw samples.
-make_wav() {
-  { wav_header $((36 + $(stat -c %s "$3"))) "$2" "$1" 16 "$(stat -c %s "$3")"; cat "$3"; } >"$4"
-}
-
-case_pcm2wtg_wav() {
-  # 16 kHz speech, as mono and as two channels, converted to 8 kHz first: about half the
-  # samples, so about as many frames as the bundled 8 kHz version of the same speech.
-  make_wav 16000 1 "$speech16" "$work/mono.wav"
-  make_wav 16000 2 "$speech16" "$work/stereo.wav"
-  expect 0 "pcm2wtg of a 16 kHz .wav" -- "$tool" pcm2wtg "$work/mono.wav" "$work/mono.wtg"
-  size_is "$work/mono.wtg" $(($(stat -c %s "$speech16") / 320 * 10)) "16 kHz mono to 8 kHz frames"
-  expect 0 "pcm2wtg of a two-channel .wav" -- "$tool" pcm2wtg "$work/stereo.wav" "$work/stereo.wtg"
-  size_is "$work/stereo.wtg" $(($(stat -c %s "$speech16") / 640 * 10)) "16 kHz stereo to 8 kHz mono frames"
-}
-
 case_pcm2wtg_sound_files() {
   # The bundled 8 kHz speech in every sample type and container that holds it exactly: each
   # must encode byte for byte like the raw samples (two equal channels average to them too).
@@ -160,10 +144,6 @@ case_wtg2pcm() {
   cmp -s <(head -c 44 "$work/a.wav") <(wav_header $((36 + frames * 160)) 1 8000 16 $((frames * 160))) ||
     fail ".wav header is not that of 8 kHz mono 16-bit samples"
   same_file <(tail -c +45 "$work/a.wav") "$work/a.pcm" ".wav samples and raw"
-  expect 0 "wtg2pcm to .flac" -- "$tool" wtg2pcm "$work/a.wtg" "$work/a.flac"
-  "$fixture" read "$work/a.flac" "$work/flac.pcm" >"$work/info"
-  contains "$work/info" "8000 1 $((frames * 80))" ".flac of 8 kHz mono"
-  same_file "$work/flac.pcm" "$work/a.pcm" ".flac and raw samples"
 }
 
 run_case
