@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "kestrune/TZSpeexStream.h"
+
 namespace {
 
 bool startsWithMarker(const uint8_t* bytes) {
@@ -36,4 +38,12 @@ bool TZSpeexBlockCutter::append(std::span<const uint8_t> bytes, const FrameSink&
 
   _pending.erase(_pending.begin(), _pending.begin() + static_cast<std::ptrdiff_t>(position));
   return true;
+}
+
+TZSpeexBlockWalk TZSpeexWalkBlocks(std::span<const uint8_t> stream) {
+  TZSpeexBlockCutter cutter;
+  TZSpeexBlockWalk walk;
+  cutter.append(stream, [&walk](std::span<const uint8_t>) { ++walk.frames; });
+  walk.leftOver = cutter.pending().size();
+  return walk;
 }

@@ -27,5 +27,6 @@ int runPcm2Wtg(const std::vector<std::string>& paths);
 int runWtg2Pcm(const std::string& input, const std::string& output);
 
 // Decodes a framed Speex file through TZSpeexDecoder and writes every frame its delegate
-// received to output. The number of frames, or nothing after printing why.
+// received to output; bytes after the last whole block get a warning line. The number of
+// frames, or nothing after printing why.
 std::optional<size_t> speexDecodeToFile(const std::string& input, const std::string& output);

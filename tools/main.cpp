@@ -25,6 +25,7 @@ const CLI::Validator kWholeNumber(
       int value = 0;
       const auto end = text.data() + text.size();
       const auto [at, error] = std::from_chars(text.data(), end, value);
+      if (error == std::errc::result_out_of_range) return "'" + text + "' is out of range";
       return error == std::errc() && at == end ? std::string()
                                                : "'" + text + "' is not a whole number";
     },

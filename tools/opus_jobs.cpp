@@ -80,7 +80,8 @@ std::optional<OpusDecodeResult> decodeOpusRecords(const TZBytes& stream, const s
   // Only the whole records are fed: a recording cut short decodes up to its last whole record.
   result.walk = TZOpusWalkRecords(stream, *format);
   if (result.walk.records == 0) {
-    failAndRemove(output, input + ": no complete Opus record: " + result.walk.why);
+    failAndRemove(output, input + ": no complete Opus record: " +
+                              (stream.empty() ? "the file is empty" : result.walk.why));
     return std::nullopt;
   }
   const auto sink = DecodedSink::open(output, {format->sampleRate(), format->channels()});

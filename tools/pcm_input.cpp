@@ -27,19 +27,25 @@ std::optional<std::string> makeTemporaryFile() {
 }  // namespace
 
 std::optional<PcmInput> PcmInput::open(const std::string& input, PcmFormat format) {
-  if (pcmContainerOf(input) == PcmContainer::Raw) {
-    // Raw PCM is handed over as it is: no copy, no conversion.
+  const bool raw = pcmContainerOf(input) == PcmContainer::Raw;
+  if (raw) {
     if (const auto problem = inputProblem(input)) {
       toolFail(*problem);
       return std::nullopt;
     }
-    return PcmInput(input, false);
+    // A raw file is handed over as it is: no copy, no conversion.
+    std::error_code error;
+    if (std::filesystem::is_regular_file(input, error)) return PcmInput(input, false);
   }
+  // The encoders read their input by path, the WTG one twice: anything but a raw file (a pipe,
+  // a sound file) becomes a temporary raw file first.
   const auto bytes = readInputFile(input);
   if (!bytes) return std::nullopt;
   const auto temporary = makeTemporaryFile();
   if (!temporary) return std::nullopt;
   PcmInput converted(*temporary, true);
+  if (raw)
+    return writeOutputFile(*temporary, *bytes) ? std::optional(std::move(converted)) : std::nullopt;
   std::string why;
   const auto conversion = convertSoundFile(*bytes, format, *temporary, &why);
   if (!conversion) {

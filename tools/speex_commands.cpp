@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "kestrune/TZSpeexDecoder.h"
+#include "kestrune/TZSpeexStream.h"
 #include "tools/commands.h"
 #include "tools/decoded_sink.h"
 #include "tools/tool_io.h"
@@ -18,6 +19,11 @@ constexpr PcmFormat kSpeexPcm = {16000, 1};  // wideband, as the device sends it
 std::optional<size_t> speexDecodeToFile(const std::string& input, const std::string& output) {
   const auto stream = readInputFile(input);
   if (!stream) return std::nullopt;
+  const TZSpeexBlockWalk walk = TZSpeexWalkBlocks(*stream);
+  if (walk.frames == 0) {
+    failAndRemove(output, input + ": no complete Speex block (AA EA BD AC, length, 5 frames)");
+    return std::nullopt;
+  }
   const auto sink = DecodedSink::open(output, kSpeexPcm);
   if (!sink) return std::nullopt;
   auto decoder = TZSpeexDecoder::initWithDelegate(sink);
@@ -36,10 +42,14 @@ std::optional<size_t> speexDecodeToFile(const std::string& input, const std::str
     failAndRemove(output, output + ": write error");
     return std::nullopt;
   }
-  if (sink->blocks() == 0) {
-    failAndRemove(output, input + ": no complete Speex block (AA EA BD AC, length, 5 frames)");
+  if (sink->blocks() != walk.frames) {
+    failAndRemove(output, "speex-decode: " + std::to_string(sink->blocks()) + " of " +
+                              std::to_string(walk.frames) + " frames were decoded");
     return std::nullopt;
   }
+  if (walk.leftOver > 0)
+    std::cerr << "kestrune: warning: " << input << ": the last " << walk.leftOver
+              << " bytes are not a whole block and were ignored\n";
   return sink->blocks();
 }
 

@@ -22,9 +22,14 @@ int usageFail(const std::string& message) {
   return kUsageStatus;
 }
 
+void removeOutput(const std::string& output) {
+  std::error_code error;
+  const auto file = std::filesystem::canonical(output, error);
+  if (!error && std::filesystem::is_regular_file(file, error)) std::filesystem::remove(file, error);
+}
+
 int failAndRemove(const std::string& output, const std::string& message) {
-  std::error_code ignored;
-  std::filesystem::remove(output, ignored);
+  removeOutput(output);
   return toolFail(message);
 }
 
@@ -43,6 +48,8 @@ std::optional<std::string> inputProblem(const std::string& path) {
   std::error_code error;
   if (!std::filesystem::exists(path, error)) return path + ": no such file";
   if (std::filesystem::is_directory(path, error)) return path + ": is a directory";
+  // A pipe is opened once, by its reader: opening it here would take its writer away.
+  if (!std::filesystem::is_regular_file(path, error)) return std::nullopt;
   if (!std::ifstream(path, std::ios::binary))
     return path + ": cannot be read: " + std::strerror(errno);
   return std::nullopt;
@@ -54,6 +61,10 @@ std::optional<TZBytes> readInputFile(const std::string& path) {
     return std::nullopt;
   }
   std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    toolFail(path + ": cannot be read: " + std::strerror(errno));
+    return std::nullopt;
+  }
   TZBytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   if (in.bad()) {
     toolFail(path + ": read error");
@@ -72,8 +83,7 @@ bool writeOutputFile(const std::string& path, const TZBytes& bytes) {
       bytes.empty() || std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
   const bool closed = std::fclose(file) == 0;
   if (!written || !closed) {
-    toolFail(path + ": write error");
-    std::remove(path.c_str());
+    failAndRemove(path, path + ": write error");
     return false;
   }
   return true;

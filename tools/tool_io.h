@@ -20,8 +20,12 @@ inline constexpr int kUsageStatus = 2;
 // Prints "kestrune: <message>" on stderr and returns kUsageStatus.
 int usageFail(const std::string& message);
 
-// Ends a failed run without leaving a half-written output behind: removes output, prints
-// the message like toolFail and returns 1.
+// Removes the file that output leads to when it is a regular file (through a link, the file and
+// not the link); a device, a pipe or a folder named as the output is never removed.
+void removeOutput(const std::string& output);
+
+// Ends a failed run without leaving a half-written output behind: removes output as
+// removeOutput does, prints the message like toolFail and returns 1.
 int failAndRemove(const std::string& output, const std::string& message);
 
 // Before a codec job: checks that output is not the input and can be written (leaving it
@@ -29,7 +33,8 @@ int failAndRemove(const std::string& output, const std::string& message);
 // paths from the Documents directory).
 bool prepareJobOutput(const std::string& input, const std::string& output);
 
-// Why a file cannot be read (missing, a directory, no permission), or nothing when it can.
+// Why a file cannot be read (missing, a directory, no permission), or nothing when it can. A
+// pipe or a device is not opened to find out.
 std::optional<std::string> inputProblem(const std::string& path);
 
 // Reads a whole file; on failure prints why and returns nothing.

@@ -16,6 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr PcmFormat kWtgPcm = {8000, 1};  // what the speech encoder takes
+constexpr size_t kWtgFrameBytes = 10;     // per 80 samples (160 bytes) of input
 
 struct Completions : TZPcmToWtgDelegate {
   size_t count = 0;
@@ -23,8 +24,7 @@ struct Completions : TZPcmToWtgDelegate {
 };
 
 void removeAll(const std::vector<WtgJob>& jobs, size_t upTo) {
-  std::error_code ignored;
-  for (size_t i = 0; i < upTo; ++i) fs::remove(jobs[i].output, ignored);
+  for (size_t i = 0; i < upTo; ++i) removeOutput(jobs[i].output);
 }
 
 }  // namespace
@@ -54,10 +54,22 @@ std::optional<std::vector<size_t>> convertToWtg(const std::vector<WtgJob>& jobs)
   }
   if (progress) std::cerr << "\rconverting: " << done->count << " of " << jobs.size() << "\n";
 
+  // The file encoder does not check its writes: a WTG file short of one frame per 80 input
+  // samples was not written whole. (Only a regular file can be measured.)
   std::vector<size_t> frames;
-  for (const auto& job : jobs) {
+  for (size_t i = 0; i < jobs.size(); ++i) {
     std::error_code error;
-    frames.push_back(static_cast<size_t>(fs::file_size(job.output, error)) / 10);
+    const auto expected = static_cast<size_t>(fs::file_size(inputs[i].path(), error)) / 160;
+    const auto written = fs::is_regular_file(jobs[i].output, error)
+                             ? static_cast<size_t>(fs::file_size(jobs[i].output, error))
+                             : expected * kWtgFrameBytes;
+    if (written != expected * kWtgFrameBytes) {
+      removeAll(jobs, jobs.size());
+      toolFail(jobs[i].output + ": write error: " + std::to_string(written / kWtgFrameBytes) +
+               " of " + std::to_string(expected) + " frames written");
+      return std::nullopt;
+    }
+    frames.push_back(expected);
   }
   return frames;
 }
@@ -83,6 +95,6 @@ int runPcm2Wtg(const std::vector<std::string>& paths) {
   if (!frames) return 1;
   for (size_t i = 0; i < jobs.size(); ++i)
     std::cout << "pcm2wtg: " << jobs[i].input << " -> " << jobs[i].output << " (" << (*frames)[i]
-              << " frames, " << (*frames)[i] * 10 << " bytes)\n";
+              << " frames, " << (*frames)[i] * kWtgFrameBytes << " bytes)\n";
   return 0;
 }

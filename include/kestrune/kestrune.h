@@ -11,5 +11,6 @@
 #include "kestrune/TZPcmToWtg.h"
 #include "kestrune/TZPlatform.h"
 #include "kestrune/TZSpeexDecoder.h"
+#include "kestrune/TZSpeexStream.h"
 #include "kestrune/TZThreadSafeStack.h"
 #include "kestrune/TZTypes.h"

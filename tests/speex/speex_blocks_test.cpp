@@ -1,4 +1,5 @@
 // Cutting the framed stream into frames, without the decoder around it.
+#include "kestrune/TZSpeexStream.h"
 #include "speex/TZSpeexBlocks.h"
 #include "speex_test_support.h"
 
@@ -44,6 +45,10 @@ TEST(SpeexBlocks, FramesAndHeldBytesHoweverTheStreamIsSplit) {
                                           patternFrames(128), Frames(5)}),
                                   incomplete);
   ASSERT_EQ(cut({stream}), expected);
+  // Walked as a stored stream: as many frames, the incomplete block left over.
+  const TZSpeexBlockWalk walk = TZSpeexWalkBlocks(stream);
+  EXPECT_EQ(walk.frames, expected.first.size());
+  EXPECT_EQ(walk.leftOver, incomplete.size());
   const std::span<const uint8_t> all(stream);
   for (size_t at = 0; at <= all.size(); ++at) {
     // The middle piece is shorter than a header, so headers also span three calls.

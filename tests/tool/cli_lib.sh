@@ -1,6 +1,22 @@
-# Assertions for the command-line cases: each prints what failed and counts it; the case
-# fails when any did. Sourced by cli_cases.sh.
+# The harness of the command-line scripts, sourced with their arguments: CASE TOOL
+# PAD_OPUS_RECORDS SOUND_FIXTURE. A script defines its case_* functions (CMake registers each)
+# and ends with run_case. Each assertion prints what failed and counts it; the case fails when
+# any did. Inputs are the bundled samples and bytes made by the scripts, never random ones.
+set -u
+name=$1 tool=$2 pad_records=$3 fixture=$4
+data=$(cd "$(dirname "${BASH_SOURCE[0]}")/../../data" && pwd)
+speech8="$data/speech-8k.pcm"
+speech16="$data/speech-16k.pcm"
+speex="$data/speech-16k.spx-framed"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export KESTRUNE_DOCUMENTS_DIR="$work/documents"
 failures=0
+
+# fail MESSAGE: counts a failed assertion.
+fail() {
+  echo "FAIL: $*"; failures=$((failures + 1))
+}
 
 # expect STATUS DESCRIPTION -- COMMAND...: the command exits with STATUS; its output is kept
 # in $work/out and $work/err.
@@ -10,28 +26,44 @@ expect() {
   "$@" >"$work/out" 2>"$work/err" </dev/null
   local got=$?
   if [ "$got" != "$status" ]; then
-    echo "FAIL: $what: exit $got, expected $status"; sed 's/^/  stderr: /' "$work/err" | head -5
-    failures=$((failures + 1))
+    fail "$what: exit $got, expected $status"; sed 's/^/  stderr: /' "$work/err" | head -5
   fi
 }
 
 # contains FILE TEXT DESCRIPTION
 contains() {
-  if ! grep -qF -- "$2" "$1"; then
-    echo "FAIL: $3: '$2' not in $(basename "$1")"; failures=$((failures + 1))
-  fi
+  grep -qF -- "$2" "$1" || fail "$3: '$2' not in $(basename "$1")"
 }
 
 # size_is FILE N DESCRIPTION: FILE holds exactly N bytes.
 size_is() {
   local size
   size=$(stat -c %s "$1" 2>/dev/null || echo missing)
-  if [ "$size" != "$2" ]; then
-    echo "FAIL: $3: $size bytes, expected $2"; failures=$((failures + 1))
-  fi
+  [ "$size" = "$2" ] || fail "$3: $size bytes, expected $2"
 }
 
 # absent FILE DESCRIPTION: FILE does not exist.
 absent() {
-  if [ -e "$1" ]; then echo "FAIL: $2: $1 exists"; failures=$((failures + 1)); fi
+  if [ -e "$1" ]; then fail "$2: $1 exists"; fi
+}
+
+# same_file A B DESCRIPTION
+same_file() {
+  cmp -s "$1" "$2" || fail "$3: $(basename "$1") and $(basename "$2") differ"
+}
+
+# wav_header RIFF_SIZE CHANNELS RATE BITS DATA_SIZE: the 44 bytes of a PCM .wav header with
+# exactly these fields, true or not (the byte rate and block size follow from them).
+wav_header() {
+  local fields="" byte
+  le() { local i; for ((i = 0; i < $2; i++)); do printf -v byte '\\x%02x' $(($1 >> 8 * i & 255)); fields+=$byte; done; }
+  fields+=RIFF; le "$1" 4; fields+=WAVEfmt' '; le 16 4; le 1 2; le "$2" 2; le "$3" 4
+  le $(($3 * $2 * $4 / 8)) 4; le $(($2 * $4 / 8)) 2; le "$4" 2; fields+=data; le "$5" 4
+  printf "$fields"
+}
+
+run_case() {
+  declare -F "case_$name" >/dev/null || { echo "no case $name"; exit 2; }
+  "case_$name"
+  [ "$failures" = 0 ]
 }
