@@ -64,10 +64,10 @@ TEST(LpAnalysis, ImpulsesAreWindowedScaledAndCorrelated) {
                 static_cast<Word32>((16364 * (1 - 16383 * int64_t{16384})) >> 14), 16363}};
   for (const auto& c : cases) {
     auto state = freshState();
-    std::array<Word16, 240> window{};
-    window[199] = c.x199;
-    window[200] = c.x200;
-    analyse(*state, window.data());
+    std::fill_n(state->p_window, 240, Word16{0});
+    state->p_window[199] = c.x199;
+    state->p_window[200] = c.x200;
+    Forwad_linearPrediction(state.get());
     EXPECT_EQ(state->lp_autocorr[0], c.r0);
     EXPECT_EQ(state->lp_autocorr[1], c.r1);
     EXPECT_TRUE(std::all_of(state->lp_autocorr + 2, state->lp_autocorr + 13,
