@@ -1,5 +1,5 @@
 // Fixed-codebook search: pulses on their tracks, index and sign word, the filtered vector,
-// pitch sharpening, the correlation layout and recovery of a planted codebook vector.
+// pitch sharpening and recovery of a planted codebook vector.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -75,36 +75,31 @@ Search searchCodebook(const Vector& x, Vector h, Word16 T0, Word16 pitch_sharp, 
   return s;
 }
 
-TEST(AcelpCodebook, PulsesOnTheirTracksMatchIndexSignsAndFilteredVector) {
-  const Vector h = resonance(4096, 0.85, 0.7);
-  for (int amplitude : {50, 2000, 32767}) {
-    for (Word16 i_subfr : {0, 40}) {
-      // A lag of 40 or more leaves h and the code unsharpened.
-      const Search s = searchCodebook(noise(amplitude, amplitude + i_subfr), h, 40, 13017, i_subfr);
-      ASSERT_LT(s.index, 1 << 13);
-      ASSERT_LT(s.sign, 16);
-      const Pulses pulses = decode(s.index, s.sign);
-      EXPECT_EQ(s.h, h);
-      EXPECT_EQ(s.code, pulseVector(pulses));
-      EXPECT_EQ(s.y, filtered(pulses, h));
-    }
-  }
+// With a lag below 40: x[i] += x[i - T0] * sharp >> 15 from i = T0, sharp = 2 * 13017 = 26034
+// (0.8 in Q15).
+Vector sharpened(Vector x, int T0) {
+  for (int i = T0; i < 40; ++i) x[i] = static_cast<Word16>(x[i] + ((x[i - T0] * 26034) >> 15));
+  return x;
 }
 
-TEST(AcelpCodebook, ShortLagSharpensImpulseResponseAndCode) {
-  const Vector h = resonance(4096, 0.9, 0.3);
-  const Search s = searchCodebook(noise(3000, 7), h, 25, 13017, 0);
-  // sharp = 2 * 13017 = 26034 (0.8 in Q15); x[i] += x[i - 25] * sharp >> 15 from i = 25.
-  Vector sharpened = h;
-  for (int i = 25; i < 40; ++i)
-    sharpened[i] = static_cast<Word16>(h[i] + ((h[i - 25] * 26034) >> 15));
-  EXPECT_EQ(s.h, sharpened);
-  const Pulses pulses = decode(s.index, s.sign);
-  Vector code = pulseVector(pulses);
-  for (int i = 25; i < 40; ++i)
-    code[i] = static_cast<Word16>(code[i] + ((code[i - 25] * 26034) >> 15));
-  EXPECT_EQ(s.code, code);
-  EXPECT_EQ(s.y, filtered(pulses, sharpened));  // the pulses alone through the sharpened h
+TEST(AcelpCodebook, PulsesOnTheirTracksMatchIndexSignsAndFilteredVector) {
+  // The sharpened impulse response and code; the filtered vector is the pulses alone through
+  // the sharpened response.
+  const Vector h = resonance(4096, 0.85, 0.7);
+  for (const Word16 T0 : {40, 25}) {
+    for (int amplitude : {50, 2000, 32767}) {
+      for (Word16 i_subfr : {0, 40}) {
+        const Search s =
+            searchCodebook(noise(amplitude, amplitude + i_subfr), h, T0, 13017, i_subfr);
+        ASSERT_LT(s.index, 1 << 13);
+        ASSERT_LT(s.sign, 16);
+        const Pulses pulses = decode(s.index, s.sign);
+        EXPECT_EQ(s.h, sharpened(h, T0));
+        EXPECT_EQ(s.code, sharpened(pulseVector(pulses), T0));
+        EXPECT_EQ(s.y, filtered(pulses, sharpened(h, T0)));
+      }
+    }
+  }
 }
 
 TEST(AcelpCodebook, RecoversAPlantedCodebookVector) {

@@ -1,10 +1,10 @@
-// The encoder's frame driver: the fixed elements of the parameter array, the silence flag, the
-// frame counter, the open-loop pitch range, the taming clip, and real speech coded frame by
-// frame.
+// The encoder's frame driver: the silence flag in the parity bit's place, the frame counter,
+// the open-loop pitch range, the taming clip, and the whole bundled speech coded frame by frame.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
@@ -14,22 +14,6 @@
 using namespace g729test;
 
 namespace {
-
-constexpr size_t kFrames = 60;
-
-// The parameters of kFrames frames of the bundled speech from a fresh record, the silence
-// flag of frame f being silence(f), all in one vector.
-template <typename Silence>
-std::vector<Word16> codeSpeech(Silence silence) {
-  const auto speech = loadSpeech8k();
-  auto state = freshState();
-  std::vector<Word16> ana(12 * kFrames);
-  for (size_t f = 0; f < kFrames; ++f) {
-    Pre_Process(state.get(), speech.data() + 80 * f);
-    Coder_ld8k(state.get(), &ana[12 * f], 0, static_cast<Word16>(f), 0, 0, silence(f));
-  }
-  return ana;
-}
 
 // The encoder keeps process-wide memory (the perceptual weighting's, the gain predictor's, the
 // arithmetic flags), so two codings run one after the other in this process start from
@@ -61,49 +45,42 @@ std::vector<Word16> inChildProcess(size_t count, Code code) {
   return result;
 }
 
-TEST(CoderDriver, ElementZeroIsOneAndElementFourTheSilenceFlag) {
-  const Word16 flags[] = {0, 1, -21555, 32767, -32768};
-  const auto ana = codeSpeech([&](size_t f) { return flags[f % 5]; });
-  for (size_t f = 0; f < kFrames; ++f) {
-    EXPECT_EQ(ana[12 * f], 1) << f;
-    EXPECT_EQ(ana[12 * f + 4], flags[f % 5]) << f;
-  }
-}
-
-TEST(CoderDriver, SilenceFlagChangesNothingElse) {
-  const auto silent =
-      inChildProcess(12 * kFrames, [] { return codeSpeech([](size_t) { return 1; }); });
-  auto expected = codeSpeech([](size_t) { return 0; });
-  for (size_t f = 0; f < kFrames; ++f) expected[12 * f + 4] = 1;
-  EXPECT_EQ(silent, expected);
-}
-
-// Words of g729coder_run over kFrames frames of the speech from a fresh record whose counter
-// starts at `counter`, followed by the counter after each frame.
-std::vector<Word16> runFrom(Word16 counter) {
+// The words of g729coder_run over the whole speech from a fresh record whose counter starts
+// at `counter`, frame f coded with silence flag `flags | f % 2` (or 0), then the final counter.
+std::vector<Word16> codeSpeech(Word16 counter, int flags) {
   const auto speech = loadSpeech8k();
   auto state = freshState();
   state->frame_counter = counter;
-  std::vector<Word16> out(6 * kFrames);
-  for (size_t f = 0; f < kFrames; ++f) {
+  const size_t frames = speech.size() / 80;
+  std::vector<Word16> out(5 * frames + 1);
+  for (size_t f = 0; f < frames; ++f) {
+    const int silence = flags == 0 ? 0 : flags | static_cast<int>(f % 2);
     EXPECT_EQ(g729coder_run(state.get(), speech.data() + 80 * f,
-                            reinterpret_cast<UWord16*>(&out[5 * f]), 0),
+                            reinterpret_cast<UWord16*>(&out[5 * f]), silence),
               0);
-    out[5 * kFrames + f] = state->frame_counter;
   }
+  out.back() = state->frame_counter;
   return out;
 }
 
-TEST(CoderDriver, FrameCounterWrapsWithoutEffectOnTheCode) {
-  const auto fromZero = inChildProcess(6 * kFrames, [] { return runFrom(0); });
-  const auto fromTop = runFrom(32767);
-  const auto words = [](const std::vector<Word16>& v) {
-    return std::vector<Word16>(v.begin(), v.begin() + 5 * kFrames);
-  };
-  EXPECT_EQ(words(fromTop), words(fromZero));
-  EXPECT_EQ(fromTop[5 * kFrames], -32768);
-  EXPECT_EQ(fromTop.back(), -32768 + static_cast<int>(kFrames) - 1);
-  EXPECT_EQ(fromZero.back(), static_cast<Word16>(kFrames));
+TEST(CoderDriver, SilenceFlagTakesTheParityPlaceAndTheCounterWrapsWithoutEffect) {
+  // In the sanitizer builds too. The flag's low 16 bits reach the frame's parity position
+  // (bit 10 of word 1) and change nothing else; every other bit of the frame is set somewhere.
+  const size_t frames = loadSpeech8k().size() / 80;
+  ASSERT_GE(frames, 1000u);
+  const auto plain = inChildProcess(5 * frames + 1, [] { return codeSpeech(0, 0); });
+  auto flagged = codeSpeech(32767, 0x30000);
+  std::array<UWord16, 5> seen{};
+  for (size_t f = 0; f < frames; ++f) {
+    Word16& parityWord = flagged[5 * f + 1];
+    EXPECT_EQ((parityWord >> 10) & 1, static_cast<int>(f % 2)) << f;
+    parityWord = static_cast<Word16>(parityWord & ~(1 << 10));
+    for (int w = 0; w < 5; ++w) seen[w] |= static_cast<UWord16>(flagged[5 * f + w]);
+  }
+  EXPECT_EQ(seen, (std::array<UWord16, 5>{0xFFFF, 0xFBFF, 0xFFFF, 0xFFFF, 0xFFFF}));
+  EXPECT_TRUE(std::equal(plain.begin(), plain.end() - 1, flagged.begin()));
+  EXPECT_EQ(plain.back(), static_cast<Word16>(frames));
+  EXPECT_EQ(flagged.back(), static_cast<Word16>(32767 + frames));
 }
 
 TEST(CoderDriver, FirstSubframeSearchRangeAroundTheOpenLoopDelay) {
@@ -124,24 +101,6 @@ TEST(CoderDriver, TamingClipsThePitchGainFrom15565) {
   EXPECT_EQ(tamed_pitch_gain(19661, 1), 15564);
   EXPECT_EQ(tamed_pitch_gain(15564, 1), 15564);
   EXPECT_EQ(tamed_pitch_gain(15565, 0), 15565);
-}
-
-TEST(CoderDriver, CodesTheBundledSpeechFrameByFrame) {
-  // The whole sample, in the sanitizer builds too. The flag's low 16 bits reach the frame's
-  // parity position (bit 10 of word 1); every other bit of the frame is set somewhere.
-  const auto speech = loadSpeech8k();
-  auto state = freshState();
-  const size_t frames = speech.size() / 80;
-  ASSERT_GE(frames, 200u);
-  std::array<UWord16, 5> seen{};
-  for (size_t f = 0; f < frames; ++f) {
-    const int silence = 0x30000 | static_cast<int>(f % 2);
-    UWord16 words[5];
-    ASSERT_EQ(g729coder_run(state.get(), speech.data() + 80 * f, words, silence), 0);
-    EXPECT_EQ((words[1] >> 10) & 1, static_cast<int>(f % 2)) << f;
-    for (int w = 0; w < 5; ++w) seen[w] |= words[w];
-  }
-  EXPECT_EQ(seen, (std::array<UWord16, 5>{0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF}));
 }
 
 }  // namespace

@@ -64,7 +64,6 @@ Decoded decode(const std::vector<Frame>& frames) {
   Decoded out;
   for (Frame frame : frames) {
     const Word16* pcm = g729_dec_run(state.get(), frame.data());
-    EXPECT_EQ(pcm, state->pst_out);
     out.output.insert(out.output.end(), pcm, pcm + 80);
     out.synthesis.insert(out.synthesis.end(), state->synth, state->synth + 80);
   }
@@ -91,21 +90,14 @@ TEST(Decoder, DecodedSpeechFollowsTheInput) {
   // Segmental SNR against the input at the best lag. An all-zero output scores exactly 0 dB and
   // an unrelated one of the same level about -3 dB; the codec's output scores 1.3 dB as the WTG
   // file holds it (the silence flag in the parity bit's place makes the decoder drop the first
-  // delay of about half the frames) and 2.9 dB with the parity bit sent, where bcg729's own
-  // round trip of this speech scores 2.8 dB. The floors leave 0.3 and 0.4 dB for the process's
-  // memories left by earlier tests.
+  // delay of about half the frames), 2.9 dB with the parity bit sent (see the last test), where
+  // bcg729's own round trip of this speech scores 2.8 dB. The floor leaves 0.3 dB for the
+  // process's memories left by earlier tests.
   const auto speech = loadSpeech8k();
-  const size_t frames = speech.size() / 80;
-  const Coded coded = encode(speech, frames);
-  const auto asStored = speech_quality::bestAlignedSnr(speech, decode(coded.frames).output, 240);
+  const auto asStored = speech_quality::bestAlignedSnr(
+      speech, decode(encode(speech, speech.size() / 80).frames).output, 240);
   EXPECT_GT(asStored.db, 1.0);
-  std::vector<Frame> repaired;
-  for (const Frame& frame : coded.frames) repaired.push_back(withParity(frame));
-  const auto withParityBit = speech_quality::bestAlignedSnr(speech, decode(repaired).output, 240);
-  EXPECT_GT(withParityBit.db, 2.5);
-  // The decoded speech lags the input by the encoder's 40 samples of look-ahead.
-  EXPECT_EQ(asStored.lag, 40u);
-  EXPECT_EQ(withParityBit.lag, 40u);
+  EXPECT_EQ(asStored.lag, 40u);  // the encoder's 40 samples of look-ahead
 }
 
 TEST(Decoder, SilenceStaysNearSilence) {

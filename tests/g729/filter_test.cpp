@@ -21,31 +21,13 @@ class Filters : public ::testing::Test {
 };
 
 TEST_F(Filters, ResiduIgnoresTheFirstCoefficientAndSaturates) {
-  std::array<Word16, 10 + 40> x;
-  for (auto& s : x) s = random(20000);
-  Word16 a[11] = {4096};
-  for (int j = 1; j <= 10; ++j) a[j] = random(3000);
-  std::array<Word16, 40> y, y_other_a0;
-  Residu(a, x.data() + 10, y.data(), 40);
-  EXPECT_EQ(Overflow, 1);  // inputs this loud clip somewhere
-  a[0] = -1234;
-  Residu(a, x.data() + 10, y_other_a0.data(), 40);
-  EXPECT_EQ(y, y_other_a0);
-
-  // No term here reaches 2^31, so a 64-bit sum gives the same value.
-  for (int i = 0; i < 40; ++i) {
-    int64_t sum = 4096 * int64_t{x[10 + i]} + 2048;
-    for (int j = 1; j <= 10; ++j) sum += int64_t{a[j]} * x[10 + i - j];
-    EXPECT_EQ(y[i], std::clamp<int64_t>(sum >> 12, -32768, 32767)) << i;
-  }
-}
-
-TEST_F(Filters, ResiduOverSeveralChunks) {
+  // Against a 64-bit sum (no term here reaches 2^31), over lengths of several chunks, with the
+  // first coefficient taken as 1.0 whatever it holds.
   std::array<Word16, 10 + 97> x;
   for (auto& s : x) s = random(20000);
-  Word16 a[11] = {4096};
+  Word16 a[11] = {-1234};
   for (int j = 1; j <= 10; ++j) a[j] = random(3000);
-  for (const Word16 length : {1, 41, 97}) {
+  for (const Word16 length : {1, 40, 97}) {
     std::array<Word16, 97> y{};
     Residu(a, x.data() + 10, y.data(), length);
     for (int i = 0; i < length; ++i) {
@@ -54,6 +36,7 @@ TEST_F(Filters, ResiduOverSeveralChunks) {
       EXPECT_EQ(y[i], std::clamp<int64_t>(sum >> 12, -32768, 32767)) << length << ":" << i;
     }
   }
+  EXPECT_EQ(Overflow, 1);  // inputs this loud clip somewhere
 }
 
 TEST_F(Filters, SynFiltClipsItsOutputButRecursesOnFullValues) {

@@ -1,4 +1,4 @@
-// The bundled 8 kHz speech, a fresh encoder state and an LP analysis entry for the codec tests.
+// The bundled 8 kHz speech and a fresh encoder state for the codec tests.
 #pragma once
 
 #include <cstring>
@@ -24,11 +24,6 @@ inline std::unique_ptr<CoderState> freshState() {
   auto state = std::make_unique<CoderState>();
   g729_coder_init(state.get(), 0);
   return state;
-}
-
-inline void analyse(CoderState& state, const Word16* window) {
-  std::memcpy(state.p_window, window, 240 * sizeof(Word16));
-  Forwad_linearPrediction(&state);
 }
 
 }  // namespace g729test
