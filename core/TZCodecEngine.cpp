@@ -2,7 +2,7 @@
 
 #include <pthread.h>
 
-#include "kestrune/TZMainQueue.h"
+#include "core/TZMainQueueOwned.h"
 
 TZCodecEngine::~TZCodecEngine() {
   release([] {});
@@ -47,11 +47,14 @@ void TZCodecEngine::release(const std::function<void()>& teardown) {
   worker_.wakeAndJoin();
   teardown();
   outputFile_.close();
+  // Only the worker posts, so nothing of this engine reaches the queue any more: what still
+  // waits there would only be skipped when it runs, and a host may never run it.
+  TZMainQueueDropOwned(this);
   released_ = true;
 }
 
 void TZCodecEngine::post(std::function<void()> task) {
-  TZMainQueue::post([owner = owner_, this, task = std::move(task)] {
+  TZMainQueuePostOwned(this, [owner = owner_, this, task = std::move(task)] {
     // The owner keeps this engine alive while the task runs.
     const auto alive = owner.lock();
     if (alive && !stop_) task();

@@ -51,8 +51,8 @@ class TZCodecEngine {
   bool stopped() const { return stop_.load(); }
 
   // Stops for good: raises the stop flag, drops the queue, wakes and joins the worker, runs
-  // teardown (which frees the coder state: no unit step can use it afterwards) and closes the
-  // output file. Only the first call does this; any other, concurrent ones included, returns
+  // teardown (which frees the coder state: no unit step can use it afterwards), closes the
+  // output file and takes back the engine's tasks still waiting on TZMainQueue. Only the first call does this; any other, concurrent ones included, returns
   // once it is done. Safe from any thread and from inside a delegate callback.
   void release(const std::function<void()>& teardown);
 

@@ -1,12 +1,14 @@
-// Runs the codec stress rounds for a while, cycling through the three kinds of host, and
-// prints the process's peak and current resident memory after the first minute and at the
-// end: over a long run both must stay flat. Not part of the test suite.
-// Usage: codec_soak [SECONDS]   (600 by default)
+// Runs the codec stress rounds for a while, under one kind of host or cycling through the
+// three, and prints the process's peak and current resident memory after the first minute and at
+// the end: over a long run both must stay flat. Not part of the test suite. Usage: codec_soak
+// [SECONDS [draining|silent|eventloop|mixed]]   (600 s, mixed by default)
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "kestrune/TZLogManager.h"
 #include "tests/lifecycle/codec_stress.h"
@@ -34,7 +36,17 @@ int main(int argc, char** argv) {
   const double baselineAt = std::min(60.0, duration / 2);
   TZLogManager::setLog(false, false, 1);
   TempDocuments documents;
-  const StressHost hosts[] = {StressHost::Draining, StressHost::Silent, StressHost::EventLoop};
+  const std::string mode = argc > 2 ? argv[2] : "mixed";
+  const std::map<std::string, std::vector<StressHost>> modes = {
+      {"draining", {StressHost::Draining}},
+      {"silent", {StressHost::Silent}},
+      {"eventloop", {StressHost::EventLoop}},
+      {"mixed", {StressHost::Draining, StressHost::Silent, StressHost::EventLoop}}};
+  if (!modes.contains(mode)) {
+    std::fprintf(stderr, "unknown host %s\n", mode.c_str());
+    return 2;
+  }
+  const std::vector<StressHost>& hosts = modes.at(mode);
   const auto start = std::chrono::steady_clock::now();
   const auto elapsed = [&] {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -45,7 +57,7 @@ int main(int argc, char** argv) {
   while (elapsed() < duration) {
     StressReport report;
     {
-      StressHostRunner host(hosts[round % 3]);
+      StressHostRunner host(hosts[round % hosts.size()]);
       report = runStressRound(round, documents.path());
     }
     total.deliveries += report.deliveries;
