@@ -22,7 +22,7 @@ namespace {
 
 // Sanitized builds run several times slower on the shared two cores.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr uint32_t kRounds = 60;
+constexpr uint32_t kRounds = 45;
 #else
 constexpr uint32_t kRounds = 150;
 #endif
