@@ -2,7 +2,7 @@
 
 #include <pthread.h>
 
-#include "kestrune/TZMainQueue.h"
+#include "core/TZMainQueueOwned.h"
 
 TZCodecEngine::~TZCodecEngine() {
   release([] {});
@@ -39,21 +39,29 @@ void TZCodecEngine::run(const TaskStep& next) {
 }
 
 void TZCodecEngine::release(const std::function<void()>& teardown) {
+  stop_ = true;
+  // A delivery under way on another thread ends before release returns, so that nothing
+  // reaches the delegate afterwards. One under way on this thread is the caller itself.
+  { const std::lock_guard<std::recursive_mutex> delivered(deliveryMutex_); }
   std::lock_guard<std::mutex> guard(releaseMutex_);
   if (released_) return;
-  stop_ = true;
   stack_.clear();
   // Joined before the teardown, so no pass can use a freed coder state.
   worker_.wakeAndJoin();
   teardown();
   outputFile_.close();
+  // Only the worker posts, so nothing of this engine reaches the queue any more: what still
+  // waits there would only be skipped when it runs, and a host may never run it.
+  TZMainQueueDropOwned(this);
   released_ = true;
 }
 
 void TZCodecEngine::post(std::function<void()> task) {
-  TZMainQueue::post([owner = owner_, this, task = std::move(task)] {
-    // The owner keeps this engine alive while the task runs.
+  TZMainQueuePostOwned(this, [owner = owner_, this, task = std::move(task)] {
+    // The owner keeps this engine alive while the task runs; the lock is let go first.
     const auto alive = owner.lock();
-    if (alive && !stop_) task();
+    if (!alive) return;
+    const std::lock_guard<std::recursive_mutex> delivering(deliveryMutex_);
+    if (!stop_) task();
   });
 }

@@ -50,17 +50,21 @@ class TZCodecEngine {
 
   bool stopped() const { return stop_.load(); }
 
-  // Stops for good: raises the stop flag, drops the queue, wakes and joins the worker, runs
-  // teardown (which frees the coder state: no unit step can use it afterwards) and closes the
-  // output file. Only the first call does this; any other, concurrent ones included, returns
-  // once it is done. Safe from any thread and from inside a delegate callback.
+  // Stops for good: raises the stop flag, waits for a delivery under way on another thread,
+  // drops the queue, wakes and joins the worker, runs teardown (which frees the coder state:
+  // no unit step can use it afterwards), closes the output file and takes back the engine's
+  // tasks still waiting on TZMainQueue. Only the first call does this; any other, concurrent
+  // ones included, returns once it is done. Safe from any thread and from inside a delegate
+  // callback.
   void release(const std::function<void()>& teardown);
 
   // The job's output file, written by the unit steps.
   TZOutputFile& outputFile() { return outputFile_; }
 
   // Posts task to TZMainQueue. When it comes to run, it does nothing if the owner is gone or
-  // the engine released: nothing is delivered after release.
+  // the engine released: nothing is delivered after release. A task runs under a lock that
+  // release waits for, so a host whose threads run tasks of two objects at once must not
+  // release each one from the other's delegate call.
   void post(std::function<void()> task);
 
   // Waits until the worker is parked with no wake-up pending, or has ended. False when the
@@ -74,6 +78,7 @@ class TZCodecEngine {
   TZThreadSafeStack stack_;
   std::atomic<bool> stop_{false};
   std::mutex releaseMutex_;
+  std::recursive_mutex deliveryMutex_;  // held while a delivery runs
   bool released_ = false;
   TZOutputFile outputFile_;
   std::weak_ptr<const void> owner_;

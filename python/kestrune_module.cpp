@@ -161,6 +161,11 @@ std::chrono::milliseconds toMilliseconds(double seconds) {
   return std::chrono::milliseconds(static_cast<int64_t>(seconds * 1000.0));
 }
 
+// Any Python thread may run the main queue, and a task taken off it by one thread may still be
+// running when another finds the queue empty. Running the queue and taking an object's
+// deliveries under one lock keeps a flush from missing a delivery that is under way.
+std::mutex draining;
+
 // What a codec object delivered on the main queue and its Python wrapper has not yet handed
 // on. Any Python thread may drain the queue, so the lists are locked.
 struct Deliveries {
@@ -201,6 +206,7 @@ py::list drainDeliveries(Codec& codec, Deliveries& deliveries, const py::object&
   {
     py::gil_scoped_release released;
     codec.waitUntilIdle(toMilliseconds(timeout));
+    const std::lock_guard drain(draining);
     TZMainQueue::runPending();
     const std::lock_guard lock(deliveries.mutex);
     data.swap(deliveries.data);
@@ -366,6 +372,7 @@ void runFileJob(Codec& codec, const std::string& input, const std::string& outpu
       if (error != nullptr) *failure = error->domain;
     });
     codec.waitUntilIdle(toMilliseconds(timeout));
+    const std::lock_guard drain(draining);
     TZMainQueue::runPending();
   }
   if (!failure->empty()) throw std::runtime_error(*failure);

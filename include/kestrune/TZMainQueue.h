@@ -1,6 +1,8 @@
 // The application's main thread. Every delegate call and completion of the library is
 // posted here. A host either drains the queue on its own main thread (runPending, runUntil)
-// or installs a dispatcher that forwards each task to its own event loop.
+// or installs a dispatcher that forwards each task to its own event loop. The deliveries of a
+// codec object or service that is released or destroyed are taken back from the queue, so a
+// host that drains late, or never, holds nothing of the objects it no longer has.
 #pragma once
 
 #include <chrono>

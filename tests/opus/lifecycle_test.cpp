@@ -1,6 +1,3 @@
-#include <atomic>
-#include <thread>
-
 #include "opus_test_support.h"
 
 namespace opus_test {
@@ -43,50 +40,6 @@ TEST_F(OpusTest, NothingIsDeliveredAfterReleaseOrToTheGone) {
 
   EXPECT_EQ(logged("TZOpusDecoder release:<TZOpusDecoder: 0x"), 2u);
   EXPECT_TRUE(logged("TZOpusDecoder dealloc:<TZOpusDecoder: 0x"));
-}
-
-// Meant for ThreadSanitizer: feeding, changes, release and destruction race one another.
-TEST_F(OpusTest, ConcurrentInputReleaseAndDestruction) {
-  const TZBytes pcm = speech(640);
-  const TZBytes records = TZOpusFrameRecords(speechPackets(10));
-  for (int round = 0; round < 6; ++round) {
-    auto encoder = TZOpusEncoder::initFormat(TZOpusFormat::defaultFormats(), {});
-    auto decoder = TZOpusDecoder::initDecoder(TZOpusFormat::defaultFormats(), {});
-    ASSERT_TRUE(encoder && decoder);
-    std::atomic<bool> fed{false};
-    std::thread feeder([&] {
-      for (int i = 0; i < 8; ++i) {
-        encoder->opusEncodeData(pcm);
-        decoder->opusDecoderInputData(records);
-      }
-      fed = true;
-    });
-    std::thread changer([&] {
-      for (int i = 0; i < 8; ++i) {
-        encoder->setDelegate(i % 2 == 0 ? recorder_ : nullptr);
-        decoder->setDelegate(recorder_);
-        encoder->opusFormat()->setFrameDuration(i % 2 == 0 ? 20 : 10);
-        auto format = TZOpusFormat::defaultFormats();
-        format->setDataSize(9);
-        decoder->resetOpusFramet(format);
-      }
-    });
-    std::thread releaser([&] {
-      if (round % 2 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(round));
-      encoder->opusOnRelease();
-      if (round % 3 == 0) decoder->opusOnRelease();
-    });
-    while (!fed) TZMainQueue::runPending();
-    feeder.join();
-    changer.join();
-    releaser.join();
-    TZMainQueue::runPending();
-    const int deliveredBefore = *recorder_->calls;
-    encoder.reset();  // destroys a released encoder
-    decoder.reset();  // destroys a decoder that may still be decoding
-    TZMainQueue::runPending();
-    EXPECT_EQ(*recorder_->calls, deliveredBefore);
-  }
 }
 
 }  // namespace opus_test
