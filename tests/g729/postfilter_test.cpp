@@ -31,10 +31,12 @@ TEST(PostProcess, HighPassWithAGainOfTwo) {
   for (int i = 300; i < 400; ++i) EXPECT_LE(std::abs(constant[i]), 1) << i;
 }
 
-TEST(PostProcess, MemoryCarriesAcrossCalls) {
-  const auto ramp = [](int i) -> Word16 { return static_cast<Word16>((i * 977) % 6000 - 3000); };
-  EXPECT_EQ(postProcess(160, 80, ramp), postProcess(160, 160, ramp));
-  EXPECT_EQ(postProcess(160, 40, ramp), postProcess(160, 160, ramp));
+TEST(PostProcess, MemoryCarriesAcrossCallsAndTheOutputIsRounded) {
+  const auto ramp = [](int i) -> Word16 { return static_cast<Word16>((i * 977) % 6000 - 2000); };
+  const auto whole = postProcess(160, 160, ramp);
+  EXPECT_EQ(whole[0], -3759);  // 2 * -2000 * 7699 / 8192 = -3759.3, rounded
+  EXPECT_EQ(postProcess(160, 80, ramp), whole);
+  EXPECT_EQ(postProcess(160, 40, ramp), whole);
 }
 
 // The voicing Post reports for each of `subframes` subframes of signal(n), through a flat LP
