@@ -21,8 +21,7 @@ std::vector<Word16> postProcess(int n, int chunk, Word16 (*x)(int)) {
 }
 
 TEST(PostProcess, HighPassWithAGainOfTwo) {
-  // Steady state of y = b0 x + b1 x1 + b2 x2 + a1 y1 + a2 y2, doubled: at half the sampling rate
-  // the gain is 2 (b0 - b1 + b2) / (1 + a1 - a2), about 1.943; at DC it is 0.
+  // Steady-state gain, doubled: 2 (b0 - b1 + b2) / (1 + a1 - a2) at 4 kHz, 0 at DC.
   const double nyquist = 2.0 * (b100[0] - b100[1] + b100[2]) / (8192.0 + a100[1] - a100[2]);
   const auto alternating =
       postProcess(400, 80, [](int i) -> Word16 { return i % 2 ? -1000 : 1000; });
@@ -55,8 +54,7 @@ std::vector<Word16> voicing(int subframes, Word16 t0, Word16 (*signal)(int)) {
 }
 
 TEST(PostFilter, FindsThePeriodOfAPulseTrainAndNoneInNoise) {
-  // Pulses every 50 samples: once a period of past is in the filter's memory, every subframe
-  // holding a pulse is voiced at delay 50, searched from the decoder's delay 49.
+  // Pulses every 50 samples: after a period, each subframe with a pulse is voiced at 50.
   const auto vo = voicing(8, 49, [](int n) -> Word16 { return n % 50 == 0 ? 8000 : 0; });
   for (int k = 1; k < 8; ++k) {
     const bool pulse = (40 * k) / 50 != (40 * k + 39) / 50 || (40 * k) % 50 == 0;
