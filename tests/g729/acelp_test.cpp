@@ -83,8 +83,7 @@ Vector sharpened(Vector x, int T0) {
 }
 
 TEST(AcelpCodebook, PulsesOnTheirTracksMatchIndexSignsAndFilteredVector) {
-  // The sharpened impulse response and code; the filtered vector is the pulses alone through
-  // the sharpened response.
+  // The sharpened response and code; the filtered vector is the pulses through that response.
   const Vector h = resonance(4096, 0.85, 0.7);
   for (const Word16 T0 : {40, 25}) {
     for (int amplitude : {50, 2000, 32767}) {
@@ -118,8 +117,7 @@ TEST(AcelpCodebook, RecoversAPlantedCodebookVector) {
 }
 
 TEST(AcelpCodebook, TiesGoToTheFirstCombinationSearched) {
-  // Through a unit impulse response, equal target samples on positions 0 and 5 (pulse 0), 1 and
-  // 6, 2 and 7, and 3 and 4 (pulse 3's two sets) score alike: the earliest positions win.
+  // Equal targets on each track's first two positions (3 and 4 for pulse 3): earliest wins.
   Vector h{}, x{};
   h[0] = 4096;
   for (int n : {0, 5, 1, 6, 2, 7, 3, 4}) x[n] = 1000;

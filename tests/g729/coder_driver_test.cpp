@@ -15,11 +15,8 @@ using namespace g729test;
 
 namespace {
 
-// The encoder keeps process-wide memory (the perceptual weighting's, the gain predictor's, the
-// arithmetic flags), so two codings run one after the other in this process start from
-// different memory and differ for that reason alone. To compare fairly, one coding runs in a
-// forked child, which starts with an exact copy of that memory, and the other here after it.
-// Returns the child's result, `count` words.
+// The encoder's memory is process-wide: a forked child codes from an exact copy of it, so the
+// coding here after it can be compared fairly. Returns the child's `count` words.
 template <typename Code>
 std::vector<Word16> inChildProcess(size_t count, Code code) {
   int fds[2];
@@ -64,8 +61,7 @@ std::vector<Word16> codeSpeech(Word16 counter, int flags) {
 }
 
 TEST(CoderDriver, SilenceFlagTakesTheParityPlaceAndTheCounterWrapsWithoutEffect) {
-  // In the sanitizer builds too. The flag's low 16 bits reach the frame's parity position
-  // (bit 10 of word 1) and change nothing else; every other bit of the frame is set somewhere.
+  // The flag's low 16 bits reach the parity bit (bit 10 of word 1) only; all other bits occur.
   const size_t frames = loadSpeech8k().size() / 80;
   ASSERT_GE(frames, 1000u);
   const auto plain = inChildProcess(5 * frames + 1, [] { return codeSpeech(0, 0); });

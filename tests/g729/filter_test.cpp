@@ -21,8 +21,7 @@ class Filters : public ::testing::Test {
 };
 
 TEST_F(Filters, ResiduIgnoresTheFirstCoefficientAndSaturates) {
-  // Against a 64-bit sum (no term here reaches 2^31), over lengths of several chunks, with the
-  // first coefficient taken as 1.0 whatever it holds.
+  // Against a 64-bit sum over lengths of several chunks, the first coefficient taken as 1.0.
   std::array<Word16, 10 + 97> x;
   for (auto& s : x) s = random(20000);
   Word16 a[11] = {-1234};
@@ -40,9 +39,7 @@ TEST_F(Filters, ResiduIgnoresTheFirstCoefficientAndSaturates) {
 }
 
 TEST_F(Filters, SynFiltClipsItsOutputButRecursesOnFullValues) {
-  // An integrator, yy[i] = x[i] + yy[i-1], started from y[-1] = 100 in the memory. 40100 is
-  // clipped in y while 40100 - 30000 = 10100 follows; a 16-bit recursion would continue
-  // from 32767.
+  // An integrator from a memory of 100: 40100 is clipped in y while 10100 follows it.
   Word16 a[11] = {4096, -4096};
   std::array<Word16, 20> x{}, y;
   x[12] = 20000;
@@ -65,8 +62,7 @@ TEST_F(Filters, SynFiltClipsItsOutputButRecursesOnFullValues) {
 }
 
 TEST_F(Filters, SynFiltStateWrapsInThirtyTwoBits) {
-  // yy[i] = 2 yy[i-1] from an impulse: 2^i, clipped in y from 2^15. The product 8192 * 2^18
-  // wraps to -2^31, so yy[19] = -2^19 (clipped to -32768), and 8192 * -2^19 wraps to 0.
+  // yy[i] = 2 yy[i-1] from an impulse: 8192 * 2^18 wraps to -2^31, then 8192 * -2^19 to 0.
   Word16 a[11] = {4096, -8192};
   std::array<Word16, 40> x{1}, y;
   Word16 mem[10] = {};
@@ -77,14 +73,8 @@ TEST_F(Filters, SynFiltStateWrapsInThirtyTwoBits) {
 }
 
 TEST_F(Filters, ConvolveRoundsAndWraps) {
-  std::array<Word16, 40> impulse{1}, h, y;
-  for (int n = 0; n < 40; ++n) h[n] = static_cast<Word16>(n * 811 - 16000);
-  Convolve(impulse.data(), h.data(), y.data(), 40);
-  for (int n = 0; n < 40; ++n) EXPECT_EQ(y[n], (h[n] + 2048) >> 12) << n;
-
-  // Full-scale inputs: the sums wrap in 32 bits and the result is cut to 16 bits. Both the
-  // blocked length and one with a tail.
-  std::array<Word16, 40> x;
+  // Full-scale inputs: sums rounded, wrapping in 32 bits, cut to 16; blocked length and a tail.
+  std::array<Word16, 40> x, h, y;
   for (auto& s : x) s = random(32767);
   for (auto& s : h) s = random(32767);
   for (const Word16 length : {40, 37}) {
@@ -99,9 +89,7 @@ TEST_F(Filters, ConvolveRoundsAndWraps) {
 }
 
 TEST_F(Filters, CorrXy2HandWorkedAndSaturated) {
-  // y2 = 8 is 1 in Q9. <y2,y2> = 1 + 2*40 = 81, normalised by 24: 0x5100, exponent 27;
-  // <xn,y2> with xn = 1 the same, negated, exponent 24 - 7; <y1,y2> with y1 = 2 is 161,
-  // normalised by 23: 0x5080, exponent 16.
+  // y2 = 8: <y2,y2> = 1 + 2 * 40 = 81 << 24 = 0x5100, exponent 27; <y1,y2> = 161 << 23.
   std::array<Word16, 40> xn, y1, y2;
   xn.fill(1);
   y1.fill(2);

@@ -16,9 +16,7 @@ namespace {
 constexpr Word32 kOneQ26 = 1 << 26;
 
 TEST(LpcDiv, RestoringDivisionForEveryDivisor) {
-  // The 26 steps of the restoring division on |a|, the sign flipped for a positive a, a zero
-  // divisor counting as 1. The quotient keeps 32 bits (64 * 2^26 leaves nothing), and a divisor
-  // above 2^31 (a negative b) lets the remainder's doubling wrap in 32 bits.
+  // 26 restoring steps on |a|, negated for a > 0, b = 0 as 1, all in wrapping 32 bits.
   auto restoring = [](Word32 a, Word32 b) {
     const uint32_t d = b == 0 ? 1u : static_cast<uint32_t>(b);
     const uint32_t m = a < 0 ? 0u - static_cast<uint32_t>(a) : static_cast<uint32_t>(a);
@@ -49,11 +47,7 @@ TEST(LpcDiv, RestoringDivisionForEveryDivisor) {
 }
 
 TEST(LpAnalysis, ImpulsesAreWindowedScaledAndCorrelated) {
-  // Silence: E = 1 and w = 0, so R[k] = 1 is lag-windowed to 1, 0, 0, ... and the filter is
-  // flat. One sample of 1 at the window's peak (32767): w = 1 and E = 2, so s = -14 and the
-  // peak allows 14 doublings: w = 16384, R[0] = 1 + 2^28. The pair 32767, -32768 there:
-  // w = 32766, -32767, and s = 1 takes them to 16383, -16384; -R[1] / R[0] = 0.49938 is
-  // 33513471 in Q26, truncated to 16363 in Q15.
+  // Silence; a 1 at the window's peak, doubled 14 times; a pair there, halved: rc 0.49938.
   const struct {
     Word16 x199, x200;
     Word32 r0, r1;
@@ -78,13 +72,9 @@ TEST(LpAnalysis, ImpulsesAreWindowedScaledAndCorrelated) {
   }
 }
 
-// No 240-sample window yields a reflection coefficient above +1 (the lag-windowed
-// autocorrelations stay positive definite up to order 9, and order 10 only overshoots on the
-// negative side), so the recursion is driven on chosen lags.
+// No window yields a reflection coefficient above +1, so the recursion is driven directly.
 TEST(LpAnalysis, RecursionSolvesAThirdOrderModelAndTestsOnlyTheUpperSide) {
-  // The autocorrelation of 1 - 3/8 z^-2 - 1/2 z^-3, whose reflection coefficients are all
-  // -1/2: rho = 1, 1/2, 5/8, 11/16, then rho[k] = 3/8 rho[k - 2] + 1/2 rho[k - 3]. In Q26
-  // every step is exact, and orders 4 to 10 find nothing left.
+  // The autocorrelation of 1 - 3/8 z^-2 - 1/2 z^-3 (reflection coefficients -1/2), exact in Q26.
   auto state = freshState();
   double rho[11] = {1, 0.5, 0.625, 0.6875};
   for (int k = 4; k <= 10; ++k) rho[k] = 0.375 * rho[k - 2] + 0.5 * rho[k - 3];
@@ -102,8 +92,7 @@ TEST(LpAnalysis, RecursionSolvesAThirdOrderModelAndTestsOnlyTheUpperSide) {
     state->lp_autocorr[2] = r2;  // with r1 = 0, k2 = -r2 / r0
     lp_recursion_q26(state.get());
   };
-  // Just above one, k2 = 1 + 2^-20 (2^26 + 64): the previous frame's filter and pair stay, and
-  // the predictor takes the fallback filter as it is, 4096 included.
+  // k2 = 1 + 2^-20: the previous filter and pair stay; the predictor takes 4096, 0, ....
   runRecursion(1 << 20, -(1 << 20) - 1);
   EXPECT_TRUE(std::equal(filter, filter + 11, state->A_t + 11));
   EXPECT_TRUE(std::equal(rc, rc + 2, state->rc));

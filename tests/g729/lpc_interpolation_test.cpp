@@ -11,9 +11,7 @@ namespace {
 using Filter = std::array<Word16, 11>;
 
 TEST(WeightAz, EachPowerOfGammaIsRoundedFromThePreviousOne) {
-  // gamma = 0.75: the factors go 24576, 18432, 13824, 10368, 7776, 5832, 4374, 3281, 2461, 1846,
-  // each (f * 24576 + 16384) >> 15 of the one before; 0.75^10 itself is 1845.3 in Q15, which
-  // a[10] = 32767 tells apart. a[0] is copied as it is.
+  // Factors rounded from the previous one: 24576, ..., 2461, 1846 (0.75^10 is 1845.3).
   const Word16 a[12] = {1234, 4096, -4096, 4096, 4096, 4096, 4096, -4096, 4096, 4096, 32767, 777};
   Word16 ap[12];
   ap[11] = -1;
@@ -23,8 +21,7 @@ TEST(WeightAz, EachPowerOfGammaIsRoundedFromThePreviousOne) {
   EXPECT_TRUE(std::equal(expected, expected + 12, ap));
 }
 
-// Two LSP vectors whose elements are all odd: their exact midpoint is one above the sum of the
-// halves, (old >> 1) + (new >> 1), for positive and negative elements alike.
+// All odd: the exact midpoint is one above (old >> 1) + (new >> 1), whatever the sign.
 constexpr Word16 kOld[10] = {30001, 26001, 21001, 15001, 8001, 1, -7999, -14999, -20999, -25999};
 constexpr Word16 kNew[10] = {31001, 27001, 22001, 16001, 9001, 1001, -6999, -13999, -19999, -24999};
 constexpr Word16 kMid[10] = {30501, 26501, 21501, 15501, 8501, 501, -7499, -14499, -20499, -25499};

@@ -22,17 +22,15 @@ Vector lspOf(CoderState& state, const Word16 a[11]) {
   return std::to_array(state.lsp_new);
 }
 
-// The root search interpolates between grid points, so its LSPs only approach the true roots.
 TEST(AzLsp, KnownFiltersGiveTheirLsps) {
-  // A(z) = 1: F1 = 1 + z^-11 and F2 = 1 - z^-11, whose roots sit at pi k / 11.
+  // A(z) = 1: roots at pi k / 11, approached by interpolation between grid points.
   auto state = freshState();
   const Word16 flat[11] = {4096};
   const Vector lsp = lspOf(*state, flat);
   EXPECT_EQ(state->az_f1[0], 2048);  // 1.0 in Q11: no overflow
   for (int i = 0; i < 10; ++i) EXPECT_NEAR(lsp[i], 32768 * std::cos(M_PI * (i + 1) / 11), 2) << i;
 
-  // A valid filter (every coefficient below 8) whose sum polynomial has coefficients beyond
-  // 16, which Q11 cannot hold; the roots are still found in Q10.
+  // A valid filter whose sum polynomial needs coefficients beyond 16: found in Q10, not Q11.
   const Word16 wide[10] = {26619, 10588, 7901, 299, -7725, -13382, -16013, -18924, -22541, -31530};
   Word16 a[11];
   Lsp_Az(wide, a);
@@ -51,10 +49,8 @@ TEST(AzLsp, MissingRootsFallBackToThePreviousLsps) {
 }
 
 TEST(LspAz, FilterIsTheRoundedHalfSumOfTheLspPolynomials) {
-  // LSPs on multiples of 1/32, for which the Q24 expansion is exact.
+  // LSPs on multiples of 1/32 (an exact Q24 expansion); A = (F1 + F2) / 2, rounded to Q12.
   const Word16 lsp[10] = {27648, 23552, 20480, 17408, 5120, 0, -15360, -23552, -24576, -27648};
-  // F1 = (1 + 1/z) prod(1 - 2 q z^-1 + z^-2) over lsp[0, 2, ..], F2 = (1 - 1/z) prod over
-  // lsp[1, 3, ..]; A = (F1 + F2) / 2, rounded to Q12.
   double f[2][12] = {{1}, {1}};
   for (int i = 0; i < 10; ++i) {
     double* p = f[i % 2];
@@ -67,9 +63,7 @@ TEST(LspAz, FilterIsTheRoundedHalfSumOfTheLspPolynomials) {
 }
 
 TEST(LspLsf, ConversionsInterpolateTheirTables) {
-  // Q15 frequency 4196 = 16 * 256 + 100: 23170 + floor((22006 - 23170) * 100 / 256);
-  // 15260 = 59 * 256 + 156: -31786 + floor(-352 * 156 / 256). Back by the slopes, rounded:
-  // 16 * 256 + round(-457 * -901 / 4096 = 100.53), 59 * 256 + round(-214 * -2979 / 4096).
+  // 4196 = 16 * 256 + 100: 23170 + floor(-1164 * 100 / 256); back: 16 * 256 + round(100.53).
   using Pair = std::array<Word16, 2>;
   const Pair lsf{4196, 15260}, lsp{22713, -32000};
   Pair out;
@@ -77,10 +71,7 @@ TEST(LspLsf, ConversionsInterpolateTheirTables) {
   EXPECT_EQ(out, (Pair{22715, -32001}));
   Lsp_lsf(lsp.data(), out.data(), 2);
   EXPECT_EQ(out, (Pair{4197, 15260}));
-  // Q13 radians: 8192 * 20861 >> 15 = 5215 = 20 * 256 + 95: 18205 + floor(-21741 * 95 / 4096);
-  // 18247 gives 45 * 256 + 96: -19520 + floor(-20287 * 96 / 4096). Back: 17700 is 505 below
-  // table2[20]: (20 * 512 + floor(-772 * -505 / 2048)) * 25736 >> 15; -20002 gives
-  // (45 * 512 + floor(-827 * -482 / 2048 = 194.6)) * 25736 >> 15.
+  // Q13 radians: 8192 * 20861 >> 15 = 20 * 256 + 95: 18205 + floor(-21741 * 95 / 4096).
   const Pair radians{8192, 18247}, cosines{17700, -20002};
   Lsf_lsp2(radians.data(), out.data(), 2);
   EXPECT_EQ(out, (Pair{17700, -19996}));
@@ -92,10 +83,7 @@ TEST(LspLsf, ConversionsInterpolateTheirTables) {
 }
 
 TEST(GetWegt, WeightsCrowdedNeighboursAndTheMiddlePair) {
-  // Distances d (Q13) between far neighbours, less 1 rad: -6721 -3692 308 -1692 -5692 -5192
-  // -4192 -3692 -3692 -4515. Weights 1 + 10 d^2 (Q11, truncated twice) where d <= 0, else 1;
-  // the fifth and sixth times 1.2; one shift normalises the largest, 15833. For d = -5192:
-  // d^2 = 3290 (Q13), 10 d^2 = 8225 (Q11), (8225 + 2048) * 1.2 = 12327, doubled 24654.
+  // Sixth: d = -5192, d^2 = 3290 (Q13), 10 d^2 = 8225 (Q11), (8225 + 2048) * 1.2, doubled.
   const Word16 lsf[10] = {1500, 2500, 6000, 11000, 12500, 13500, 15500, 17500, 20000, 22000};
   Vector weights;
   Get_wegt(lsf, weights.data());
@@ -103,9 +91,7 @@ TEST(GetWegt, WeightsCrowdedNeighboursAndTheMiddlePair) {
 }
 
 TEST(LspExpand, PushesApartPairsCloserThanTheGap) {
-  // Pairs closer than 10 move apart by half the shortfall each, rounded down, in order:
-  // (100, 104) to (97, 107), then (107, 112) to (105, 114); (400, 402) to (396, 406);
-  // (700, 707) to (699, 708). The halves own the pairs up to (3, 4) and from (4, 5) on.
+  // Half the shortfall below 10 each way, in order: (100, 104) to (97, 107), then (105, 114).
   const Vector buf{100, 104, 112, 300, 400, 402, 500, 600, 700, 707};
   Vector lower = buf, upper = buf, both = buf;
   Lsp_expand_1(lower.data(), 10);
@@ -116,10 +102,7 @@ TEST(LspExpand, PushesApartPairsCloserThanTheGap) {
   EXPECT_EQ(both, (Vector{97, 105, 114, 300, 396, 406, 500, 600, 699, 708}));
 }
 
-// The LSF quantizer written from its definition, in double precision: weights from the
-// input's spacing, the target left after each MA predictor, a first stage searched without
-// weights, the weighted halves of the second, the rearrangement to gaps of 10 then 5 (Q13),
-// and the predictor with the lower weighted error.
+// The LSF quantizer from its definition, in double precision, both MA predictors tried.
 struct Quantized {
   Word16 code[2];
   Vector lsf;     // composed through the predictor, truncated to Q13
@@ -187,9 +170,7 @@ Quantized quantizeByDefinition(const Vector& lsf, const Word16 memory[4][10]) {
 }
 
 TEST(QuaLsp, IndicesAndVectorsFollowTheDefinitionOverTwoFrames) {
-  // LSFs (Q13) of two frames of the bundled speech, every decision clear by 9% or more. In
-  // both the 1.2 weighting of the sixth LSF picks the upper second-stage vector; the second
-  // (a formant at 9178, 9432) is then rearranged.
+  // Two speech frames, every decision clear by 9%; the second (9178, 9432) is rearranged.
   const Vector frames[2] = {{2389, 4768, 7059, 9557, 11253, 14306, 16421, 18518, 21137, 22980},
                             {2404, 3297, 4702, 9178, 9432, 13373, 15079, 18325, 21260, 22398}};
   Word16 memory[4][10], expectedMemory[4][10];
@@ -250,46 +231,13 @@ TEST(Chebps, MatchesTheOperatorsAndTheirFlagUpToClippingSums) {
   }
 }
 
-TEST(LspPreSelect, MatchesTheOperatorsAndTheirFlag) {
-  // Targets near the codebook, and far below it, where sub() clips.
-  std::mt19937 rng{729};
-  for (const int low : {0, -32768}) {
-    std::uniform_int_distribution<int> target(low, 26000);
-    for (int trial = 0; trial < 500; ++trial) {
-      Word16 rbuf[10];
-      for (auto& v : rbuf) v = static_cast<Word16>(target(rng));
-      Overflow = 0;
-      Word16 expected = 0;
-      Word32 dmin = INT32_MAX;
-      for (Word16 i = 0; i < 128; ++i) {
-        Word32 dist = 0;
-        for (int j = 0; j < 10; ++j) {
-          const Word16 tmp = sub(rbuf[j], lspcb1[i][j]);
-          dist = L_mac(dist, tmp, tmp);
-        }
-        if (L_sub(dist, dmin) < 0) {
-          dmin = dist;
-          expected = i;
-        }
-      }
-      const Flag expectedOverflow = Overflow;
-      Overflow = 0;
-      Word16 cand;
-      Lsp_pre_select(rbuf, lspcb1, &cand);
-      ASSERT_EQ(cand, expected) << low << ":" << trial;
-      ASSERT_EQ(Overflow, expectedOverflow) << low << ":" << trial;
-    }
-  }
-}
-
 TEST(LspStability, RepairsOrderSpacingAndEndsWithWarnings) {
   Vector buf{20, 2400, 1900, 4000, 4100, 8000, 10000, 14000, 20000, 26000};
   ::testing::internal::CaptureStdout();
   Lsp_stability(buf.data());
   EXPECT_EQ(::testing::internal::GetCapturedStdout(),
             "lsp_stability warning Low\nlsp_stability warning High\n");
-  // The ends are clamped, the swapped pair put back in order, and 4100, closer than the
-  // minimum gap of 321 to 4000, pushed up.
+  // Ends clamped, the swapped pair reordered, 4100 pushed to the gap of 321 above 4000.
   const Vector repaired{40, 1900, 2400, 4000, 4321, 8000, 10000, 14000, 20000, 25681};
   EXPECT_EQ(buf, repaired);
   // Ends and gap exactly at their limits pass a second time unchanged, silently.

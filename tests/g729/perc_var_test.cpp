@@ -30,10 +30,8 @@ using Pair = std::array<Word16, 2>;
 constexpr Pair kFixed1{30802, 30802}, kFixed2{19661, 19661};
 
 TEST(PercVar, HysteresisAndGamma2FromTheNarrowestGap) {
-  // Frames in order. LSFs (before perc_var doubles them) are 1000, 2000, ..., 9000 and a last
-  // one `gap` above 9000. Reflection coefficients by their ratios (Q11): -31552 -> -3568,
-  // -31551 -> -3555, -30896 -> -3116, -30895 -> -3110, 21056 -> 1337, 21055 -> 1334.
-  // Subframe 1 sees each ratio averaged with the previous frame's.
+  // LSFs 1000, ..., 9000, 9000 + gap; ratios (Q11) -31552: -3568, -31551: -3555, -30896:
+  // -3116, -30895: -3110, 21056: 1337, 21055: 1334; subframe 1 averages with the last frame.
   const struct {
     Word16 rc0, rc1, gapInt, gapNew;
     Pair gamma1, gamma2;
@@ -45,14 +43,11 @@ TEST(PercVar, HysteresisAndGamma2FromTheNarrowestGap) {
       {0, 0, 100, 100, kFixed1, kFixed2},
       {-31552, 21055, 100, 100, kFixed1, kFixed2},
       {0, 0, 100, 100, kFixed1, kFixed2},
-      // Subframe 1 averages to -1784 and stays fixed; subframe 2 turns adaptive. Doubled gap
-      // 200: x = (200 * 38604) >> 16 = 117, (1024 - 117) << 21 is above 0.7 in Q31: gamma2 0.7.
+      // Subframe 1 averages to -1784; gap 200: x = 200 * 38604 >> 16 = 117, gamma2 capped 0.7.
       {-31552, 21056, 100, 100, {30802, 32113}, {19661, 22938}},
-      // Doubled gap 680: x = 400, gamma2 = (1024 - 400) * 32 = 19968. Doubled gap 2000: x =
-      // 1178, (1024 - 1178) * 32 is negative: the floor 0.4.
+      // Gap 680: x = 400, (1024 - 400) * 32; gap 2000: x = 1178, negative, the floor 0.4.
       {-31552, 21056, 340, 1000, {32113, 32113}, {19968, 13107}},
-      // Doubled gap 0: x = 0, (1024 << 21) wraps negative in 32 bits and 1024 << 5 to -32768 in
-      // 16, so the floor applies rather than the ceiling.
+      // Gap 0: 1024 << 21 wraps negative, so the floor applies rather than the ceiling.
       {-31552, 21056, 0, 0, {32113, 32113}, {13107, 13107}},
       // Back to fixed only above -3116: -3116 stays, -3110 (averaged -3113) falls.
       {-30896, 21056, 100, 100, {32113, 32113}, {22938, 22938}},

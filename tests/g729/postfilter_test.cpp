@@ -21,8 +21,7 @@ std::vector<Word16> postProcess(int n, int chunk, Word16 (*x)(int)) {
 }
 
 TEST(PostProcess, HighPassWithAGainOfTwo) {
-  // Steady state of y = b0 x + b1 x1 + b2 x2 + a1 y1 + a2 y2, doubled: at half the sampling rate
-  // the gain is 2 (b0 - b1 + b2) / (1 + a1 - a2), about 1.943; at DC it is 0.
+  // Steady-state gain, doubled: 2 (b0 - b1 + b2) / (1 + a1 - a2) at 4 kHz, 0 at DC.
   const double nyquist = 2.0 * (b100[0] - b100[1] + b100[2]) / (8192.0 + a100[1] - a100[2]);
   const auto alternating =
       postProcess(400, 80, [](int i) -> Word16 { return i % 2 ? -1000 : 1000; });
@@ -31,10 +30,12 @@ TEST(PostProcess, HighPassWithAGainOfTwo) {
   for (int i = 300; i < 400; ++i) EXPECT_LE(std::abs(constant[i]), 1) << i;
 }
 
-TEST(PostProcess, MemoryCarriesAcrossCalls) {
-  const auto ramp = [](int i) -> Word16 { return static_cast<Word16>((i * 977) % 6000 - 3000); };
-  EXPECT_EQ(postProcess(160, 80, ramp), postProcess(160, 160, ramp));
-  EXPECT_EQ(postProcess(160, 40, ramp), postProcess(160, 160, ramp));
+TEST(PostProcess, MemoryCarriesAcrossCallsAndTheOutputIsRounded) {
+  const auto ramp = [](int i) -> Word16 { return static_cast<Word16>((i * 977) % 6000 - 2000); };
+  const auto whole = postProcess(160, 160, ramp);
+  EXPECT_EQ(whole[0], -3759);  // 2 * -2000 * 7699 / 8192 = -3759.3, rounded
+  EXPECT_EQ(postProcess(160, 80, ramp), whole);
+  EXPECT_EQ(postProcess(160, 40, ramp), whole);
 }
 
 // The voicing Post reports for each of `subframes` subframes of signal(n), through a flat LP
@@ -53,8 +54,7 @@ std::vector<Word16> voicing(int subframes, Word16 t0, Word16 (*signal)(int)) {
 }
 
 TEST(PostFilter, FindsThePeriodOfAPulseTrainAndNoneInNoise) {
-  // Pulses every 50 samples: once a period of past is in the filter's memory, every subframe
-  // holding a pulse is voiced at delay 50, searched from the decoder's delay 49.
+  // Pulses every 50 samples: after a period, each subframe with a pulse is voiced at 50.
   const auto vo = voicing(8, 49, [](int n) -> Word16 { return n % 50 == 0 ? 8000 : 0; });
   for (int k = 1; k < 8; ++k) {
     const bool pulse = (40 * k) / 50 != (40 * k + 39) / 50 || (40 * k) % 50 == 0;

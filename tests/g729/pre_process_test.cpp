@@ -29,8 +29,7 @@ std::vector<Word16> highPass(const std::vector<Word16>& x) {
 }
 
 TEST(PreProcess, MatchesTheRecurrenceAcrossFramesAndClipping) {
-  // Full-scale steps timed against the filter's impulse response drive the output past 16
-  // bits at the end of the first frame and early in the second; then real speech.
+  // Full-scale steps clip the output at the end of frame 1 and early in frame 2; then speech.
   std::vector<Word16> x(49, INT16_MAX);
   x.insert(x.end(), 30, INT16_MIN);
   x.insert(x.end(), 81, INT16_MAX);

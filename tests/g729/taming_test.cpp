@@ -13,8 +13,7 @@ using Estimates = std::array<Word32, 4>;
 constexpr Word32 kLimit = 983040000;  // 60000.0 in Q14
 
 TEST(TestErr, LooksAtTheSubframesTheDelayReachesAgainstAStrictThreshold) {
-  // Delay t1 (T0, plus one for a positive fraction) reaches past subframes
-  // tab_zone[t1 - 50] (at least 0) to tab_zone[t1 + 8], subframe = position / 40.
+  // t1 = T0 (+1 for a positive fraction) reaches subframes tab_zone[t1 - 50] to [t1 + 8].
   const struct {
     int subframe;
     Word32 value;
@@ -41,8 +40,7 @@ TEST(UpdateExcErr, ShortDelayGrowsTheNewestEstimateTwice) {
 }
 
 TEST(UpdateExcErr, LongDelayTakesTheWorstOfTheSubframesItReaches) {
-  // gain 0.5: each reached estimate e (a multiple of 8, so Mpy_32_16 is exact) becomes
-  // 16384 + e / 2.
+  // gain 0.5: each reached estimate e (a multiple of 8) becomes 16384 + e / 2 exactly.
   const Estimates start{800000, 80000, 160000, 8000000};
   const struct {
     Word16 T0;
