@@ -52,14 +52,15 @@ same_file() {
   cmp -s "$1" "$2" || fail "$3: $(basename "$1") and $(basename "$2") differ"
 }
 
+# bytes N...: the low byte of each N; le N WIDTH: N as WIDTH little-endian bytes.
+bytes() { local n b; for n; do printf -v b '\\x%02x' $((n & 255)); printf "$b"; done; }
+le() { local i; for ((i = 0; i < $2; i++)); do bytes $(($1 >> 8 * i)); done; }
+
 # wav_header RIFF_SIZE CHANNELS RATE BITS DATA_SIZE: the 44 bytes of a PCM .wav header with
 # exactly these fields, true or not (the byte rate and block size follow from them).
 wav_header() {
-  local fields="" byte
-  le() { local i; for ((i = 0; i < $2; i++)); do printf -v byte '\\x%02x' $(($1 >> 8 * i & 255)); fields+=$byte; done; }
-  fields+=RIFF; le "$1" 4; fields+=WAVEfmt' '; le 16 4; le 1 2; le "$2" 2; le "$3" 4
-  le $(($3 * $2 * $4 / 8)) 4; le $(($2 * $4 / 8)) 2; le "$4" 2; fields+=data; le "$5" 4
-  printf "$fields"
+  printf RIFF; le "$1" 4; printf 'WAVEfmt '; le 16 4; le 1 2; le "$2" 2; le "$3" 4
+  le $(($3 * $2 * $4 / 8)) 4; le $(($2 * $4 / 8)) 2; le "$4" 2; printf data; le "$5" 4
 }
 
 run_case() {
