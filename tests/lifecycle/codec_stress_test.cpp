@@ -200,7 +200,7 @@ TZBytes randomBytes(std::mt19937& rng, size_t size) {
   return bytes;
 }
 
-// A random whole piece of whole units of size bytes from input.
+// size bytes of input from a random multiple of size.
 TZBytes pieceOf(const TZBytes& input, size_t size, std::mt19937& rng) {
   const size_t at = rng() % (input.size() / size) * size;
   return TZBytes(input.begin() + at, input.begin() + at + size);
@@ -220,9 +220,11 @@ TZBytes garbageBlock(std::mt19937& rng) {
   return stream;
 }
 
-// Creates the slot's object of kind (0 encoder, 1 decoder, 2 Speex, 3 service) with its actions:
-// mostly real input, else garbage, a delegate swap, a change of format or a file job.
-void fill(Slot& slot, int kind, const Files& files) {
+enum class Kind { Encoder, Decoder, Speex, Service };
+
+// Creates the slot's object of kind with what a feeder does to it: mostly real input, else
+// garbage, a delegate swap, a change of format or a file job.
+void fill(Slot& slot, Kind kind, const Files& files) {
   const auto done = [delegate = slot.delegate](const std::string* path, const TZError* error) {
     delegate->completed(path, error);
   };
@@ -231,7 +233,7 @@ void fill(Slot& slot, int kind, const Files& files) {
   };
   const Materials& input = materials();
   switch (kind) {
-    case 0:
+    case Kind::Encoder:
       slot.object = TZOpusEncoder::initFormat(TZOpusFormat::defaultFormats(), {});
       static_cast<TZOpusEncoder*>(slot.object.get())->setDelegate(slot.delegate);
       slot.act = [&, done, swap](void* object, std::mt19937& rng) {
@@ -245,7 +247,7 @@ void fill(Slot& slot, int kind, const Files& files) {
       };
       slot.release = [](void* object) { static_cast<TZOpusEncoder*>(object)->opusOnRelease(); };
       return;
-    case 1:
+    case Kind::Decoder:
       slot.object = TZOpusDecoder::initDecoder(TZOpusFormat::defaultFormats(), slot.delegate);
       slot.act = [&, done, swap](void* object, std::mt19937& rng) {
         auto& decoder = *static_cast<TZOpusDecoder*>(object);
@@ -259,7 +261,7 @@ void fill(Slot& slot, int kind, const Files& files) {
       };
       slot.release = [](void* object) { static_cast<TZOpusDecoder*>(object)->opusOnRelease(); };
       return;
-    case 2:
+    case Kind::Speex:
       slot.object = TZSpeexDecoder::initWithDelegate(slot.delegate);
       slot.act = [&, done, swap](void* object, std::mt19937& rng) {
         auto& decoder = *static_cast<TZSpeexDecoder*>(object);
@@ -273,7 +275,7 @@ void fill(Slot& slot, int kind, const Files& files) {
       };
       slot.release = [](void* object) { static_cast<TZSpeexDecoder*>(object)->speexOnRelease(); };
       return;
-    default:
+    case Kind::Service:
       slot.object = TZPcmToWtg::initWithDelegate(slot.delegate);
       slot.act = [&](void* object, std::mt19937&) {
         static_cast<TZPcmToWtg*>(object)->convertPcmToWtg(
@@ -296,10 +298,13 @@ void runRound(uint32_t seed, const std::string& folder, const std::shared_ptr<Co
   std::mt19937 rng(seed);
   // One conversion service at a time in the process: the speech codec's state is shared.
   std::vector<std::unique_ptr<Slot>> slots;
-  for (const int kind : {0, 0, 0, 1, 1, 1, 2, 2, 2, 3}) {
+  using enum Kind;
+  for (const Kind kind :
+       {Encoder, Encoder, Encoder, Decoder, Decoder, Decoder, Speex, Speex, Speex, Service}) {
     auto& slot = *slots.emplace_back(std::make_unique<Slot>());
     slot.delegate = std::make_shared<Delegate>(counters, rng() % 8 == 0);
-    slot.output = folder + "/out-" + std::to_string(slots.size()) + (kind == 3 ? ".wtg" : ".bin");
+    slot.output =
+        folder + "/out-" + std::to_string(slots.size()) + (kind == Service ? ".wtg" : ".bin");
     fill(slot, kind, files);
   }
 
