@@ -50,8 +50,6 @@ case_log_switches() {
   contains "$work/err" "TZ[DEBUG]  [-[TZSpeexDecoder" "library lines with their method"
   expect 0 "speex-decode" -- "$tool" speex-decode "$speex" "$work/s.pcm"
   [ -s "$work/err" ] && fail "library lines without --verbose"
-  expect 0 "demo, quiet" -- "$tool" --quiet demo "$work/demo"
-  grep -q "TZ\[" "$work/err" && fail "library lines with --quiet"
   absent "$work/TZ_Log.txt" "no log file beside a command's output"
 }
 
@@ -60,6 +58,8 @@ case_demo() {
   contains "$work/out" "demo finished: every service ran" "demo summary"
   contains "$work/err" "TZ[INFO]" "the library's log lines"
   [ -s "$work/demo/TZ_Log.txt" ] || fail "demo wrote no TZ_Log.txt"
+  expect 0 "demo, quiet" -- "$tool" --quiet demo "$work/demo"
+  grep -q "TZ\[" "$work/err" && fail "library lines with --quiet"
   expect 1 "demo into a path that is a file" -- "$tool" demo "$speech16"
 }
 
@@ -119,10 +119,8 @@ case_wtg2pcm() {
   "$tool" pcm2wtg "$speech8" "$work/a.wtg" >/dev/null 2>&1
   expect 0 "wtg2pcm to raw PCM" -- "$tool" wtg2pcm "$work/a.wtg" "$work/a.pcm"
   contains "$work/out" "($frames frames" "frames reported"
-  # 80 samples of 16 bits per 10-byte frame.
-  size_is "$work/a.pcm" $((frames * 160)) "wtg2pcm samples"
+  size_is "$work/a.pcm" $((frames * 160)) "80 samples of 16 bits per 10-byte frame"
   expect 0 "wtg2pcm to .wav" -- "$tool" wtg2pcm "$work/a.wtg" "$work/a.wav"
-  size_is "$work/a.wav" $((44 + frames * 160)) "44-byte header and the samples"
   cmp -s <(head -c 44 "$work/a.wav") <(wav_header $((36 + frames * 160)) 1 8000 16 $((frames * 160))) ||
     fail ".wav header is not that of 8 kHz mono 16-bit samples"
   same_file <(tail -c +45 "$work/a.wav") "$work/a.pcm" ".wav samples and raw"

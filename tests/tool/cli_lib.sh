@@ -13,10 +13,8 @@ trap 'rm -rf "$work"' EXIT
 export KESTRUNE_DOCUMENTS_DIR="$work/documents"
 failures=0
 
-# fail MESSAGE: counts a failed assertion.
-fail() {
-  echo "FAIL: $*"; failures=$((failures + 1))
-}
+# The checks: each prints what failed and counts it.
+fail() { echo "FAIL: $*"; failures=$((failures + 1)); }  # MESSAGE
 
 # expect STATUS DESCRIPTION -- COMMAND...: the command exits with STATUS; its output is kept
 # in $work/out and $work/err.
@@ -30,26 +28,14 @@ expect() {
   fi
 }
 
-# contains FILE TEXT DESCRIPTION
-contains() {
-  grep -qF -- "$2" "$1" || fail "$3: '$2' not in $(basename "$1")"
-}
-
+contains() { grep -qF -- "$2" "$1" || fail "$3: '$2' not in $(basename "$1")"; } # FILE TEXT WHAT
+absent() { [ ! -e "$1" ] || fail "$2: $1 exists"; }                             # FILE WHAT
+same_file() { cmp -s "$1" "$2" || fail "$3: $(basename "$1") and $(basename "$2") differ"; } # A B WHAT
 # size_is FILE N DESCRIPTION: FILE holds exactly N bytes.
 size_is() {
   local size
   size=$(stat -c %s "$1" 2>/dev/null || echo missing)
   [ "$size" = "$2" ] || fail "$3: $size bytes, expected $2"
-}
-
-# absent FILE DESCRIPTION: FILE does not exist.
-absent() {
-  if [ -e "$1" ]; then fail "$2: $1 exists"; fi
-}
-
-# same_file A B DESCRIPTION
-same_file() {
-  cmp -s "$1" "$2" || fail "$3: $(basename "$1") and $(basename "$2") differ"
 }
 
 # bytes N...: the low byte of each N; le N WIDTH: N as WIDTH little-endian bytes.
