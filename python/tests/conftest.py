@@ -13,11 +13,6 @@ def documents(tmp_path, monkeypatch):
 
 
 @pytest.fixture
-def speech_8k():
-    return DATA / "speech-8k.pcm"
-
-
-@pytest.fixture
 def tool():
     path = os.environ.get("KESTRUNE_TOOL")
     if not path:

@@ -3,27 +3,22 @@ import pytest
 
 import kestrune
 
-
-def test_wrong_dtype_is_a_type_error():
-    with pytest.raises(TypeError, match="int16, not float64"):
-        kestrune.pcm_to_wtg(np.zeros(160))
-    with pytest.raises(TypeError, match="int16"):
-        kestrune.OpusEncoder().encode(np.zeros(160, dtype=np.int32))
+I16 = np.zeros(160, dtype=np.int16)
 
 
-def test_wrong_rate_is_a_value_error():
-    with pytest.raises(ValueError, match="8000 Hz mono PCM, not 16000 Hz"):
-        kestrune.pcm_to_wtg(np.zeros(160, dtype=np.int16), rate=16000)
-    with pytest.raises(ValueError, match="opus_encoder_create error:invalid argument"):
-        kestrune.OpusEncoder(rate=44100)
-    with pytest.raises(ValueError, match="opus_decoder_create error:invalid argument"):
-        kestrune.OpusDecoder(channels=3)
-
-
-def test_broken_input_is_a_value_error(tmp_path):
-    with pytest.raises(ValueError, match="25 bytes is not a whole number of 10-byte frames"):
-        kestrune.wtg_to_pcm(bytes(25))
-    with pytest.raises(ValueError, match="even number of bytes"):
-        kestrune.pcm_to_wtg(bytes(3))
-    with pytest.raises(ValueError, match="cannot be read"):
-        kestrune.pcm2wtg(str(tmp_path / "missing.pcm"), str(tmp_path / "out.wtg"))
+@pytest.mark.parametrize("call, error, message", [
+    (lambda: kestrune.pcm_to_wtg(np.zeros(160)), TypeError, "int16, not float64"),
+    (lambda: kestrune.OpusEncoder().encode(I16.astype(np.int32)), TypeError, "int16"),
+    (lambda: kestrune.pcm_to_wtg(I16, rate=16000), ValueError, "8000 Hz mono PCM, not 16000 Hz"),
+    (lambda: kestrune.OpusEncoder(rate=44100), ValueError,
+     "opus_encoder_create error:invalid argument"),
+    (lambda: kestrune.OpusDecoder(channels=3), ValueError,
+     "opus_decoder_create error:invalid argument"),
+    (lambda: kestrune.wtg_to_pcm(bytes(25)), ValueError,
+     "25 bytes is not a whole number of 10-byte frames"),
+    (lambda: kestrune.pcm_to_wtg(bytes(3)), ValueError, "even number of bytes"),
+    (lambda: kestrune.pcm2wtg("missing.pcm", "out.wtg"), ValueError, "cannot be read"),
+])
+def test_errors_map_to_python_exceptions(call, error, message):
+    with pytest.raises(error, match=message):
+        call()

@@ -19,14 +19,17 @@ def opus_round_trip():
     packets, pcm = [], []
     encoder = kestrune.OpusEncoder(callback=packets.append)
     decoder = kestrune.OpusDecoder(callback=pcm.append)
-    encoder.encode(SPEECH[: 160 * 6])  # six chunks of 320 bytes
+    encoder.encode(SPEECH[: 160 * 6])  # six chunks of 160 samples (the format's 320 bytes)
     assert encoder.flush() == packets and len(packets) == 6
-    decoder.decode(b"".join(struct.pack(">I4x", len(p)) + p for p in packets))
+    # Records of the default framing: 4-byte big-endian length, 4 reserved bytes, the packet.
+    records = b"".join(struct.pack(">I4x", len(p)) + p for p in packets)
+    decoder.decode(records)
     assert decoder.flush() == pcm and len(pcm) == 6
-    assert all(len(chunk) == 640 for chunk in pcm)
-    dropped = kestrune.OpusDecoder()
-    dropped.decode(b"".join(struct.pack(">I4x", len(p)) + p for p in packets))
-    encoder.close()  # closed, and dropped with its packets maybe waiting, like decoder
+    assert all(len(chunk) == 640 for chunk in pcm)  # 320 samples of 16 kHz mono
+    assert np.abs(np.frombuffer(b"".join(pcm), dtype=np.int16)).max() > 1000
+    kestrune.OpusDecoder().decode(records)  # dropped at once, its PCM maybe on its way
+    encoder.close()
+    decoder.close()
 
 
 def speex_stream():

@@ -13,10 +13,8 @@ trap 'rm -rf "$work"' EXIT
 export KESTRUNE_DOCUMENTS_DIR="$work/documents"
 failures=0
 
-# fail MESSAGE: counts a failed assertion.
-fail() {
-  echo "FAIL: $*"; failures=$((failures + 1))
-}
+# The checks: each prints what failed and counts it.
+fail() { echo "FAIL: $*"; failures=$((failures + 1)); }  # MESSAGE
 
 # expect STATUS DESCRIPTION -- COMMAND...: the command exits with STATUS; its output is kept
 # in $work/out and $work/err.
@@ -30,11 +28,9 @@ expect() {
   fi
 }
 
-# contains FILE TEXT DESCRIPTION
-contains() {
-  grep -qF -- "$2" "$1" || fail "$3: '$2' not in $(basename "$1")"
-}
-
+contains() { grep -qF -- "$2" "$1" || fail "$3: '$2' not in $(basename "$1")"; } # FILE TEXT WHAT
+absent() { [ ! -e "$1" ] || fail "$2: $1 exists"; }                             # FILE WHAT
+same_file() { cmp -s "$1" "$2" || fail "$3: $(basename "$1") and $(basename "$2") differ"; } # A B WHAT
 # size_is FILE N DESCRIPTION: FILE holds exactly N bytes.
 size_is() {
   local size
@@ -42,24 +38,15 @@ size_is() {
   [ "$size" = "$2" ] || fail "$3: $size bytes, expected $2"
 }
 
-# absent FILE DESCRIPTION: FILE does not exist.
-absent() {
-  if [ -e "$1" ]; then fail "$2: $1 exists"; fi
-}
-
-# same_file A B DESCRIPTION
-same_file() {
-  cmp -s "$1" "$2" || fail "$3: $(basename "$1") and $(basename "$2") differ"
-}
+# bytes N...: the low byte of each N; le N WIDTH: N as WIDTH little-endian bytes.
+bytes() { local n b; for n; do printf -v b '\\x%02x' $((n & 255)); printf "$b"; done; }
+le() { local i; for ((i = 0; i < $2; i++)); do bytes $(($1 >> 8 * i)); done; }
 
 # wav_header RIFF_SIZE CHANNELS RATE BITS DATA_SIZE: the 44 bytes of a PCM .wav header with
 # exactly these fields, true or not (the byte rate and block size follow from them).
 wav_header() {
-  local fields="" byte
-  le() { local i; for ((i = 0; i < $2; i++)); do printf -v byte '\\x%02x' $(($1 >> 8 * i & 255)); fields+=$byte; done; }
-  fields+=RIFF; le "$1" 4; fields+=WAVEfmt' '; le 16 4; le 1 2; le "$2" 2; le "$3" 4
-  le $(($3 * $2 * $4 / 8)) 4; le $(($2 * $4 / 8)) 2; le "$4" 2; fields+=data; le "$5" 4
-  printf "$fields"
+  printf RIFF; le "$1" 4; printf 'WAVEfmt '; le 16 4; le 1 2; le "$2" 2; le "$3" 4
+  le $(($3 * $2 * $4 / 8)) 4; le $(($2 * $4 / 8)) 2; le "$4" 2; printf data; le "$5" 4
 }
 
 run_case() {

@@ -13,18 +13,12 @@ printf 'not a folder\n' >file.txt
 
 kestrune() { timeout 60 ${KESTRUNE_WRAP:-} "$tool" "$@"; }
 
-# noise N SEED: N bytes of a fixed linear congruential sequence.
+# noise N SEED: N bytes of a fixed linear congruential sequence; be32 N: N as 4 big-endian bytes.
 noise() {
-  local i seed=$2 byte bytes=""
-  for ((i = 0; i < $1; i++)); do
-    seed=$(((seed * 1103515245 + 12345) & 0x7fffffff)) && printf -v byte '\\x%02x' $((seed >> 16 & 255))
-    bytes+=$byte
-  done
-  printf "$bytes"
+  local i seed=$2
+  for ((i = 0; i < $1; i++)); do seed=$(((seed * 1103515245 + 12345) & 0x7fffffff)) && bytes $((seed >> 16)); done
 }
-
-# be32 N: N as 4 big-endian bytes.
-be32() { printf "$(printf '\\x%02x' $(($1 >> 24 & 255)) $(($1 >> 16 & 255)) $(($1 >> 8 & 255)) $(($1 & 255)))"; }
+be32() { bytes $(($1 >> 24)) $(($1 >> 16)) $(($1 >> 8)) "$1"; }
 
 # check: runs the rows on stdin, "RESULT SIZE COMMAND IN OUT [OPTION...]" (# comments skipped).
 # RESULT 0: exit 0, nothing on stderr and OUT of SIZE bytes (- for any size); w: the same with
