@@ -184,9 +184,9 @@ struct Slot {
   std::string output;
   std::mutex mutex;  // guards object, the round's own reference: dropping it destroys
   std::shared_ptr<void> object;
-  std::mutex feeding;                                 // Speex input takes one caller at a time
-  std::function<void(void*, std::mt19937&)> act;      // a feeder's random action
-  std::function<void(void*)> release = [](void*) {};  // the class's release, if it has one
+  std::mutex feeding;                             // Speex input takes one caller at a time
+  std::function<void(void*, std::mt19937&)> act;  // a feeder's random action
+  std::function<void(void*)> release;             // the class's release; none for the service
 
   std::shared_ptr<void> take() {
     std::lock_guard<std::mutex> guard(mutex);
@@ -327,7 +327,7 @@ void runRound(uint32_t seed, const std::string& folder, const std::shared_ptr<Co
       std::shuffle(order.begin(), order.end(), own);
       for (Slot* slot : order) {
         std::this_thread::sleep_for(std::chrono::microseconds(own() % 400));
-        if (const auto object = slot->take(); object && own() % 4 != 0) {
+        if (const auto object = slot->take(); object && slot->release && own() % 4 != 0) {
           slot->release(object.get());
           slot->delegate->released = true;
         }
