@@ -3,10 +3,7 @@
 // decodes them on the worker, the PCM reaches the delegate through the main queue. In file
 // mode the same bytes go through a file job instead. Every delivery is PCM or an error,
 // never both; the worker must drain everything and the decoder must come apart cleanly.
-#include <unistd.h>
-
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -14,8 +11,7 @@
 #include <span>
 #include <string>
 
-#include "fuzz/fuzz_quiet_log.h"
-#include "kestrune/TZMainQueue.h"
+#include "fuzz/fuzz_support.h"
 #include "kestrune/TZOpusDecoder.h"
 
 namespace {
@@ -26,10 +22,6 @@ struct CheckingDelegate : TZOpusDecoderDelegate {
     if (Data != nullptr && Data->size() % 2 != 0) std::abort();
   }
 };
-
-std::string scratchPath(const char* name) {
-  return "/tmp/kestrune-fuzz-" + std::to_string(getpid()) + "-" + name;
-}
 
 }  // namespace
 
@@ -56,12 +48,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   auto decoder = TZOpusDecoder::initDecoder(format, delegate);
   if (!decoder) return 0;  // a format Opus refuses
 
+  const std::string output = scratchPath("out.pcm");
   if ((switches & 0x80) != 0) {
-    const std::string input = scratchPath("in.opus"), output = scratchPath("out.pcm");
-    if (FILE* file = std::fopen(input.c_str(), "wb")) {
-      std::fwrite(stream.data(), 1, stream.size(), file);
-      std::fclose(file);
-    }
+    const std::string input = writeScratchFile("in.opus", stream);
     decoder->opusDecodeFile(input, &output, [](const std::string*, const TZError*) {});
     std::remove(input.c_str());
   } else {
@@ -71,10 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       if ((switches & 0x40) != 0 && offset == 0) format->setChannels(3 - format->channels());
     }
   }
-  if (!decoder->waitUntilIdle(std::chrono::seconds(20))) std::abort();
-  TZMainQueue::runPending();
-  decoder.reset();
-  TZMainQueue::runPending();
-  std::remove(scratchPath("out.pcm").c_str());
+  drainAndDestroy(decoder);
+  std::remove(output.c_str());
   return 0;
 }

@@ -3,18 +3,14 @@
 // delegate through the main queue; in file mode the same bytes go through a file job. Every
 // delivery is one 640-byte frame; the worker must drain everything and the decoder must come
 // apart cleanly.
-#include <unistd.h>
-
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <span>
 #include <string>
 
-#include "fuzz/fuzz_quiet_log.h"
-#include "kestrune/TZMainQueue.h"
+#include "fuzz/fuzz_support.h"
 #include "kestrune/TZSpeexDecoder.h"
 
 namespace {
@@ -24,10 +20,6 @@ struct CheckingDelegate : TZSpeexDelegate {
     if (error != nullptr || Data == nullptr || Data->size() != 640) std::abort();
   }
 };
-
-std::string scratchPath(const char* name) {
-  return "/tmp/kestrune-fuzz-" + std::to_string(getpid()) + "-" + name;
-}
 
 }  // namespace
 
@@ -45,11 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (!decoder) std::abort();
   const std::string output = scratchPath("out.pcm");
   if (fileJob) {
-    const std::string input = scratchPath("in.spx");
-    if (FILE* file = std::fopen(input.c_str(), "wb")) {
-      std::fwrite(stream.data(), 1, stream.size(), file);
-      std::fclose(file);
-    }
+    const std::string input = writeScratchFile("in.spx", stream);
     decoder->speexConvertToPcm(input, &output, [](const std::string*, const TZError*) {});
     std::remove(input.c_str());
   } else {
@@ -58,10 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       decoder->speexInputData(TZBytes(piece.begin(), piece.end()));
     }
   }
-  if (!decoder->waitUntilIdle(std::chrono::seconds(20))) std::abort();
-  TZMainQueue::runPending();
-  decoder.reset();
-  TZMainQueue::runPending();
+  drainAndDestroy(decoder);
   std::remove(output.c_str());
   return 0;
 }
