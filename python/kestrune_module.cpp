@@ -242,86 +242,76 @@ std::shared_ptr<TZOpusFormat> opusFormat(int rate, int channels, int frameMs, bo
                         "channels)");
 }
 
-class OpusEncoder {
+// What the three codec wrappers share: the codec, the deliveries it makes for this wrapper, the
+// Python callback, flush and close.
+template <typename Codec, typename Delivered, void (Codec::*release)()>
+class CodecWrapper {
+ public:
+  py::list flush(double timeout) {
+    return drainDeliveries(*codec_, *deliveries_, callback_, timeout);
+  }
+  void close() {
+    py::gil_scoped_release released;
+    (codec_.get()->*release)();
+  }
+
+ protected:
+  explicit CodecWrapper(py::object callback) : callback_(std::move(callback)) {}
+
+  std::shared_ptr<Delivered> deliveries_ = std::make_shared<Delivered>();
+  std::shared_ptr<Codec> codec_;
+  py::object callback_;
+};
+
+class OpusEncoder
+    : public CodecWrapper<TZOpusEncoder, EncoderDeliveries, &TZOpusEncoder::opusOnRelease> {
  public:
   OpusEncoder(int rate, int channels, int frameMs, py::object callback)
-      : encoder_(TZOpusEncoder::initFormat(opusFormat(rate, channels, frameMs, true, 40), {})),
-        callback_(std::move(callback)) {
-    if (!encoder_) refusedFormat("opus_encoder_create", rate, channels);
-    encoder_->setDelegate(deliveries_);
+      : CodecWrapper(std::move(callback)) {
+    codec_ = TZOpusEncoder::initFormat(opusFormat(rate, channels, frameMs, true, 40), {});
+    if (!codec_) refusedFormat("opus_encoder_create", rate, channels);
+    codec_->setDelegate(deliveries_);
   }
   void encode(const py::object& pcm) {
     const ByteView view = ByteView::ofSamples(pcm);
     view.samples();  // whole samples only
     py::gil_scoped_release released;
-    encoder_->opusEncodeData(view.bytes());
+    codec_->opusEncodeData(view.bytes());
   }
-  py::list flush(double timeout) {
-    return drainDeliveries(*encoder_, *deliveries_, callback_, timeout);
-  }
-  void close() {
-    py::gil_scoped_release released;
-    encoder_->opusOnRelease();
-  }
-
- private:
-  std::shared_ptr<TZOpusEncoder> encoder_;
-  std::shared_ptr<EncoderDeliveries> deliveries_ = std::make_shared<EncoderDeliveries>();
-  py::object callback_;
 };
 
-class OpusDecoder {
+class OpusDecoder
+    : public CodecWrapper<TZOpusDecoder, DecoderDeliveries, &TZOpusDecoder::opusOnRelease> {
  public:
   OpusDecoder(int rate, int channels, int frameMs, bool framed, int dataSize, py::object callback)
-      : decoder_(TZOpusDecoder::initDecoder(opusFormat(rate, channels, frameMs, framed, dataSize),
-                                            deliveries_)),
-        callback_(std::move(callback)) {
-    if (!decoder_) refusedFormat("opus_decoder_create", rate, channels);
+      : CodecWrapper(std::move(callback)) {
+    codec_ = TZOpusDecoder::initDecoder(opusFormat(rate, channels, frameMs, framed, dataSize),
+                                        deliveries_);
+    if (!codec_) refusedFormat("opus_decoder_create", rate, channels);
   }
   void decode(const py::object& records) {
     const ByteView view = ByteView::ofBytes(records);
     py::gil_scoped_release released;
-    decoder_->opusDecoderInputData(view.bytes());
+    codec_->opusDecoderInputData(view.bytes());
   }
-  py::list flush(double timeout) {
-    return drainDeliveries(*decoder_, *deliveries_, callback_, timeout);
-  }
-  void close() {
-    py::gil_scoped_release released;
-    decoder_->opusOnRelease();
-  }
-
- private:
-  std::shared_ptr<DecoderDeliveries> deliveries_ = std::make_shared<DecoderDeliveries>();
-  std::shared_ptr<TZOpusDecoder> decoder_;
-  py::object callback_;
 };
 
-class SpeexDecoder {
+class SpeexDecoder
+    : public CodecWrapper<TZSpeexDecoder, SpeexDeliveries, &TZSpeexDecoder::speexOnRelease> {
  public:
-  explicit SpeexDecoder(py::object callback)
-      : decoder_(TZSpeexDecoder::initWithDelegate(deliveries_)), callback_(std::move(callback)) {
-    if (!decoder_) throw std::runtime_error("libspeex could not create its decoder state");
+  explicit SpeexDecoder(py::object callback) : CodecWrapper(std::move(callback)) {
+    codec_ = TZSpeexDecoder::initWithDelegate(deliveries_);
+    if (!codec_) throw std::runtime_error("libspeex could not create its decoder state");
   }
   void feed(const py::object& stream) {
     const ByteView view = ByteView::ofBytes(stream);
     const TZBytes bytes(view.bytes().begin(), view.bytes().end());
     py::gil_scoped_release released;
     const std::lock_guard lock(feeding_);  // one caller at a time
-    decoder_->speexInputData(bytes);
-  }
-  py::list flush(double timeout) {
-    return drainDeliveries(*decoder_, *deliveries_, callback_, timeout);
-  }
-  void close() {
-    py::gil_scoped_release released;
-    decoder_->speexOnRelease();
+    codec_->speexInputData(bytes);
   }
 
  private:
-  std::shared_ptr<SpeexDeliveries> deliveries_ = std::make_shared<SpeexDeliveries>();
-  std::shared_ptr<TZSpeexDecoder> decoder_;
-  py::object callback_;
   std::mutex feeding_;
 };
 

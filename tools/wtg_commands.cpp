@@ -16,7 +16,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr PcmFormat kWtgPcm = {8000, 1};  // what the speech encoder takes
-constexpr size_t kWtgFrameBytes = 10;     // per 80 samples (160 bytes) of input
+constexpr size_t kWtgFrameBytes = 10;     // per frame of input
+constexpr size_t kPcmFrameBytes = 160;    // a frame of input: 80 16-bit samples
 
 struct Completions : TZPcmToWtgDelegate {
   size_t count = 0;
@@ -59,7 +60,8 @@ std::optional<std::vector<size_t>> convertToWtg(const std::vector<WtgJob>& jobs)
   std::vector<size_t> frames;
   for (size_t i = 0; i < jobs.size(); ++i) {
     std::error_code error;
-    const auto expected = static_cast<size_t>(fs::file_size(inputs[i].path(), error)) / 160;
+    const auto expected =
+        static_cast<size_t>(fs::file_size(inputs[i].path(), error)) / kPcmFrameBytes;
     const auto written = fs::is_regular_file(jobs[i].output, error)
                              ? static_cast<size_t>(fs::file_size(jobs[i].output, error))
                              : expected * kWtgFrameBytes;
